@@ -1,0 +1,25 @@
+#include "base/critical_section.h"
+
+CCriticalSection::CCriticalSection() : m_Valid(pthread_mutex_init(&m_Mutex, nullptr) == 0) {}
+
+CCriticalSection::~CCriticalSection() {
+    if (!m_Valid) {
+        return;
+    }
+    if (m_Depth > 0) {
+        m_Depth = 1;
+        Leave();
+    }
+    pthread_mutex_destroy(&m_Mutex);
+    m_Valid = false;  // a late caller (static destruction) passes without locking
+}
+
+void CCriticalSection::CleanupHandlerForCritSecMutex(void* section) {
+    auto* self = static_cast<CCriticalSection*>(section);
+    if (!self->m_Valid) {
+        return;
+    }
+    self->m_Depth = 0;
+    self->m_Owner.store(pthread_t{}, std::memory_order_relaxed);
+    pthread_mutex_unlock(&self->m_Mutex);
+}

@@ -1,0 +1,72 @@
+// A recursive lock on a plain POSIX mutex, and its scope guard.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+
+// Recursive by an owner field, so that a thread which already holds the section never touches the
+// mutex. Not copyable. All operations may be called from any thread; they never fail outward: a
+// section whose mutex could not be initialised lets everyone pass without locking.
+class CCriticalSection {
+public:
+    CCriticalSection();
+    // Gives the mutex back first when the caller holds the section. No other thread may be inside
+    // or waiting.
+    ~CCriticalSection();
+    CCriticalSection(const CCriticalSection&) = delete;
+    CCriticalSection& operator=(const CCriticalSection&) = delete;
+
+    // Blocks until the calling thread holds the section. Each Enter needs its own Leave.
+    void Enter() {
+        if (!m_Valid) {
+            return;
+        }
+        const pthread_t self = pthread_self();
+        // A thread can only ever read its own id here if it stored it itself, so the unlocked
+        // read is decided without a race.
+        if (m_Owner.load(std::memory_order_relaxed) != self) {
+            pthread_mutex_lock(&m_Mutex);
+            m_Owner.store(self, std::memory_order_relaxed);
+        }
+        ++m_Depth;
+    }
+
+    // Undoes one Enter. A call by a thread that does not hold the section changes nothing.
+    void Leave() {
+        if (!m_Valid || m_Owner.load(std::memory_order_relaxed) != pthread_self()) {
+            return;
+        }
+        if (--m_Depth == 0) {
+            m_Owner.store(pthread_t{}, std::memory_order_relaxed);
+            pthread_mutex_unlock(&m_Mutex);
+        }
+    }
+
+    // False when the mutex could not be initialised, and after destruction.
+    [[nodiscard]] bool IsValid() const { return m_Valid; }
+
+    // For pthread_cleanup_push while the section is held: frees it whatever its depth.
+    // `section` is the CCriticalSection.
+    static void CleanupHandlerForCritSecMutex(void* section);
+
+private:
+    pthread_mutex_t m_Mutex{};
+    std::atomic<pthread_t> m_Owner{};  // 0 when free; written by the holder only
+    int m_Depth = 0;                   // nested entries; touched by the holder only
+    bool m_Valid = false;
+};
+
+// Holds a section for a scope, also when an exception or a thread cancellation passes through it.
+class CCriticalSectionGuard {
+public:
+    explicit CCriticalSectionGuard(CCriticalSection& section) : m_Section(section) {
+        m_Section.Enter();
+    }
+    ~CCriticalSectionGuard() { m_Section.Leave(); }
+    CCriticalSectionGuard(const CCriticalSectionGuard&) = delete;
+    CCriticalSectionGuard& operator=(const CCriticalSectionGuard&) = delete;
+
+private:
+    CCriticalSection& m_Section;
+};

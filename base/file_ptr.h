@@ -1,0 +1,15 @@
+// Owners of stdio streams: one closed with fclose, one with pclose.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+};
+struct PipeCloser {
+    void operator()(std::FILE* pipe) const { (void)pclose(pipe); }
+};
+
+using CFilePtr = std::unique_ptr<std::FILE, FileCloser>;  // null when no file is open
+using CPipePtr = std::unique_ptr<std::FILE, PipeCloser>;  // from popen; closing waits for the child

@@ -1,0 +1,21 @@
+// Every fixed path of the system, in one place.
+//
+// There is no prefix, setter or environment override: tests run in a private root instead.
+#pragma once
+
+namespace paths {
+
+// The daemon.
+inline constexpr char kInstanceLock[] = "/var/lock/zentd";  // CFileLock appends ".lock"
+inline constexpr char kPidFile[] = "/var/run/zentd.pid";
+inline constexpr char kRunLevelFile[] = "/etc/quorvat/RunLevel";
+inline constexpr char kSystemctl[] = "/usr/bin/systemctl";
+inline constexpr char kRunLevelProgram[] = "/sbin/runlevel";
+inline constexpr char kSmbusDevice[] = "/dev/pci/smbus";
+
+// Tracing.
+inline constexpr char kTraceConfigDirectory[] = "/etc/velmor/OskariaSuite/TraceConfig";
+inline constexpr char kTraceDirectory[] = "/var/log/quorvat";
+inline constexpr char kProcSelfStatus[] = "/proc/self/status";
+
+}  // namespace paths

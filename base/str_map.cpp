@@ -1,0 +1,154 @@
+#include "base/str_map.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr std::size_t kGrowRows = 16;
+constexpr std::size_t kBlockRows = 256;  // 6 KiB: a move inside one stays in the first-level cache
+
+std::unique_ptr<char[]> CopyName(const char* name) {
+    if (name == nullptr) {
+        return nullptr;
+    }
+    const std::size_t size = std::strlen(name) + 1;
+    auto copy = std::make_unique<char[]>(size);
+    std::memcpy(copy.get(), name, size);
+    return copy;
+}
+
+}  // namespace
+
+CStrMap::~CStrMap() {
+    Clear();
+}
+
+int CStrMap::compare(const char* left, const char* right) {
+    if (left == nullptr || right == nullptr) {
+        return static_cast<int>(left == nullptr) - static_cast<int>(right == nullptr);
+    }
+    return std::strcmp(left, right);
+}
+
+// The place behind the last row that is not greater than `name`. Its block exists, unless the table
+// is empty; its row index may be one past the end of the block.
+CStrMap::Place CStrMap::UpperBound(const char* name) const {
+    const auto isLess = [](const char* wanted, const StrMapRow& row) {
+        return compare(wanted, row.Name) < 0;
+    };
+    const auto block = std::upper_bound(m_Blocks.begin(), m_Blocks.end(), name,
+                                        [&](const char* wanted, const Block& candidate) {
+                                            return isLess(wanted, candidate.front());
+                                        });
+    if (block == m_Blocks.begin()) {
+        return {0, 0};
+    }
+    const Block& home = *std::prev(block);
+    const auto row = std::upper_bound(home.begin(), home.end(), name, isLess);
+    return {static_cast<std::size_t>(std::distance(m_Blocks.begin(), block)) - 1,
+            static_cast<std::size_t>(std::distance(home.begin(), row))};
+}
+
+const StrMapRow* CStrMap::Find(const char* name) const {
+    const Place place = UpperBound(name);
+    if (place.RowIndex == 0) {
+        return nullptr;
+    }
+    const StrMapRow& row = m_Blocks[place.BlockIndex][place.RowIndex - 1];
+    return compare(name, row.Name) == 0 ? &row : nullptr;
+}
+
+StrMapRow* CStrMap::Find(const char* name) {
+    const Place place = UpperBound(name);
+    if (place.RowIndex == 0) {
+        return nullptr;
+    }
+    StrMapRow& row = m_Blocks[place.BlockIndex][place.RowIndex - 1];
+    return compare(name, row.Name) == 0 ? &row : nullptr;
+}
+
+StrMapRow* CStrMap::Insert(const char* name, void* data, std::uint32_t type) {
+    auto ownName = CopyName(name);
+    Place place = UpperBound(name);
+    if (m_Blocks.empty()) {
+        Block first;
+        Grow(first);
+        m_Blocks.push_back(std::move(first));
+    } else if (m_Blocks[place.BlockIndex].size() == kBlockRows) {
+        Split(place.BlockIndex);
+        place = UpperBound(name);
+    }
+    Block& block = m_Blocks[place.BlockIndex];
+    Grow(block);
+    const auto at = block.begin() + static_cast<std::ptrdiff_t>(place.RowIndex);
+    const auto row = block.insert(at, StrMapRow{ownName.get(), data, type});
+    (void)ownName.release();  // the row owns it now
+    ++m_Count;
+    return &*row;
+}
+
+// Makes room for one more row, 16 at a time.
+void CStrMap::Grow(Block& block) {
+    if (block.size() == block.capacity()) {
+        block.reserve(block.size() + kGrowRows);
+    }
+}
+
+// Moves the upper half of a full block into a new one behind it. The last block keeps nearly all
+// of its rows instead, so that names which arrive in order fill their blocks.
+void CStrMap::Split(std::size_t blockIndex) {
+    const bool isLast = blockIndex + 1 == m_Blocks.size();
+    const std::size_t keep = isLast ? kBlockRows - kGrowRows : kBlockRows / 2;
+    Block upper;
+    upper.reserve(kBlockRows - keep);
+    const Block& full = m_Blocks[blockIndex];
+    upper.assign(full.begin() + static_cast<std::ptrdiff_t>(keep), full.end());
+    m_Blocks.insert(m_Blocks.begin() + static_cast<std::ptrdiff_t>(blockIndex) + 1,
+                    std::move(upper));
+    m_Blocks[blockIndex].resize(keep);
+}
+
+void CStrMap::Erase(const StrMapRow* row) {
+    for (std::size_t i = 0; i < m_Blocks.size(); ++i) {
+        Block& block = m_Blocks[i];
+        const std::less<> isBefore;
+        if (isBefore(row, block.data()) || !isBefore(row, block.data() + block.size())) {
+            continue;
+        }
+        const std::unique_ptr<char[]> name(row->Name);
+        block.erase(block.begin() + (row - block.data()));
+        --m_Count;
+        if (block.empty()) {
+            m_Blocks.erase(m_Blocks.begin() + static_cast<std::ptrdiff_t>(i));
+        }
+        return;
+    }
+}
+
+void CStrMap::Clear() {
+    for (const StrMapRow& row : *this) {
+        const std::unique_ptr<char[]> name(row.Name);
+    }
+    m_Blocks.clear();
+    m_Count = 0;
+}
+
+std::uint32_t CStrMap::Capacity() const {
+    std::size_t rows = 0;
+    for (const Block& block : m_Blocks) {
+        rows += block.capacity();
+    }
+    return static_cast<std::uint32_t>(rows);
+}
+
+StrMapRow* CStrMap::RowAt(std::size_t ordinal) {
+    for (Block& block : m_Blocks) {
+        if (ordinal < block.size()) {
+            return &block[ordinal];
+        }
+        ordinal -= block.size();
+    }
+    return nullptr;
+}

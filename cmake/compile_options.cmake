@@ -1,0 +1,47 @@
+# The one set of flags for every target: warnings as errors, hardening, hidden visibility.
+#
+# Everything is compiled as position-independent code in the library sense (-fPIC), executables
+# too: with -fPIE the linker would copy data objects of the C and C++ runtime into the daemon and
+# export them from there, and `Debug` must stay the only data object that the daemon exports.
+find_package(Threads REQUIRED)
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+add_library(morla_options INTERFACE)
+target_include_directories(morla_options INTERFACE "${CMAKE_SOURCE_DIR}")
+target_link_libraries(morla_options INTERFACE Threads::Threads)
+target_compile_options(morla_options INTERFACE
+    -fPIC -g -fno-plt -fasynchronous-unwind-tables
+    -Wall -Wextra -Wpedantic -Werror
+    -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wformat=2 -Wnon-virtual-dtor
+    -Woverloaded-virtual -Wundef -Wmissing-declarations -Wcast-align)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(morla_options INTERFACE
+        -Wuseless-cast -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wcast-align=strict
+        -Wsuggest-override)
+endif()
+
+target_link_options(morla_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+if(MORLA_SANITIZE STREQUAL "address")
+    set(sanitizer_flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+elseif(MORLA_SANITIZE STREQUAL "thread")
+    set(sanitizer_flags -fsanitize=thread -fno-omit-frame-pointer -O1)
+elseif(MORLA_SANITIZE)
+    message(FATAL_ERROR "MORLA_SANITIZE must be address, thread or empty, not '${MORLA_SANITIZE}'")
+endif()
+if(sanitizer_flags)
+    # Not with _FORTIFY_SOURCE: its checked calls pass the interceptors by.
+    target_compile_options(morla_options INTERFACE ${sanitizer_flags})
+    target_link_options(morla_options INTERFACE ${sanitizer_flags})
+else()
+    target_compile_options(morla_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+# An executable of ours: position-independent, so that its addresses are randomised.
+function(morla_executable name)
+    target_link_options(${name} PRIVATE -pie)
+    target_link_libraries(${name} PRIVATE morla_options)
+endfunction()

@@ -1,0 +1,57 @@
+// Composing an entry in the object's own buffer: header, message, closing newline.
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "base/paths.h"
+#include "trace/debug.h"
+
+// Writes header and message to m_InternalDebugBuffer; a message that is too long is cut there.
+CDebug::Entry CDebug::Compose(const char* fmt, va_list args, const char* source) {
+    Entry entry{.HeaderLength = SetEntryHeader(m_InternalDebugBuffer, trace::kHeaderSize, source),
+                .MessageLength = 0};
+    const int length =
+        std::vsnprintf(m_InternalDebugBuffer + entry.HeaderLength, trace::kMessageSize + 1,
+                       trace::SkipLeadingNewlines(fmt), args);
+    entry.MessageLength = static_cast<std::size_t>(std::max(length, 0));
+    return entry;
+}
+
+// Ends the text of `length` bytes with a newline, unless it has one; returns the new length.
+std::size_t CDebug::CloseEntry(char* text, std::size_t length) {
+    if (length == 0 || text[length - 1] != '\n') {
+        text[length++] = '\n';
+    }
+    return length;
+}
+
+std::size_t CDebug::SetEntryHeader(char* buffer, std::size_t size, const char* source) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (source == nullptr) {
+        source = ApplName();
+    }
+    const bool hasMemory = m_MemoryTracesFlag != 0;
+    return trace::FormatEntryHeader(buffer, size,
+                                    {.Time = m_Clock.Format(now),
+                                     .ThreadId = static_cast<std::uint32_t>(pthread_self()),
+                                     .Source = source,
+                                     .HasMemory = hasMemory,
+                                     .ResidentKilobytes = hasMemory ? ReadResidentKilobytes() : 0});
+}
+
+// Reads the status file that stays open from entry to entry. A forked child opens its own: the
+// parent's would go on telling the parent's figures.
+std::size_t CDebug::ReadResidentKilobytes() {
+    const pid_t pid = getpid();
+    if (!m_StatusFile.IsValid() || m_StatusFilePid != pid) {
+        m_StatusFile.Reset(open(paths::kProcSelfStatus, O_RDONLY | O_CLOEXEC));
+        m_StatusFilePid = pid;
+    }
+    char status[4096];
+    const ssize_t length = pread(m_StatusFile.Get(), status, sizeof status, 0);
+    return length > 0 ? trace::ParseResidentKilobytes({status, static_cast<std::size_t>(length)})
+                      : 0;
+}

@@ -1,0 +1,213 @@
+// Life cycle: construction, start, end of initialisation, end.
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/bounded_text.h"
+#include "trace/debug.h"
+#include "trace/shell_word.h"
+
+namespace {
+
+constexpr char kTrailer[] = "## TRACE-END ##\n";
+constexpr std::uint32_t kLogFileMaxSize = 51200;  // bytes
+constexpr std::uint32_t kLargestRingFactor = 2;
+constexpr std::uint64_t kInitRingFactor = 4;  // the start-up ring's size, in active rings
+constexpr long kDefaultPageSize = 4096;
+constexpr char kNoStartTime[] = "\nwww mmm dd hh:mm:ss yyyy";
+
+std::unique_ptr<char[]> OwnCopy(const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    auto copy = std::make_unique<char[]>(size);
+    std::memcpy(copy.get(), text, size);
+    return copy;
+}
+
+}  // namespace
+
+CDebug::CDebug()
+    : m_Environment(trace::EnvironmentNames()),
+      m_AgentConfiguration(trace::AgentConfigurationNames()) {
+    ClassInit();
+}
+
+CDebug::CDebug(const char* applName) : CDebug() {
+    if (applName != nullptr && *applName != '\0' && !CDebug::Init(applName)) {
+        syslog(LOG_ERR, "ERROR: Error during initialization of the CDebug instance.\n");
+    }
+}
+
+void CDebug::ClassInit() {
+    m_TraceLevel = 0;
+    m_TraceLevelSaved = 0;
+    m_IniDebugLevel = kTraceSettingUnset;
+    m_TraceFlags = 0;
+    m_Reserved = 0;
+    m_TracingActive = false;
+    m_DynamicUpdate = 0;
+    m_LastDynamicCheck = 0;
+    m_Pid = 0;
+    m_Argc = 0;
+    m_Argv = nullptr;
+    m_StartTime[0] = '\0';
+    m_Target = kTargetNone;
+    m_ApplInitDone = false;
+    m_RingBufferFactor = 0;
+    m_RingBufferWeight = 0;
+    m_RingBufferSize = 0;
+    m_RingBufferPos = 0;
+    m_RingBufferRestartPos = 0;
+    m_RingBufferCycle = 0;
+    m_RingBufferPathActive[0] = '\0';
+    m_RingBufferPathInit[0] = '\0';
+    m_InternalDebugBuffer[0] = '\0';
+    m_NoHeaderToStderr = 0;
+    m_IniRingBufferSizeFactor = 0;
+    m_IniRingBufferSizeWeight = 0;
+    m_IniRingBufferDirectory[0] = '\0';
+    m_IniNoHeaderToStderr = 0;
+    m_IniDynamicUpdate = 0;
+    m_MemoryTracesFlag = 0;
+    m_TraceDirectory[0] = '\0';
+    CopyText(m_Trailer, kTrailer);
+    m_TrailerLength = sizeof kTrailer - 1;
+    m_LogFilePath[0] = '\0';
+    m_LogFileInitEndOffset = 0;
+    m_LogFileMaxSize = kLogFileMaxSize;
+    m_LogFileCntInitEnd = 0;
+    m_LogFileByteCnt = 0;
+    m_LogFileCycle = 0;
+    m_StatusFilePid = 0;
+    m_IsWrappingRing = false;
+}
+
+bool CDebug::Init(const char* applName) {
+    const CCriticalSectionGuard guard(m_Lock);
+    RecordProcess(applName);
+    ReadDebugConfig(ApplName());
+    m_TracingActive = m_TraceLevel != 0;
+    OpenLogFile();
+    return m_TracingActive ? StartWithRing() : StartWithoutRing();
+}
+
+void CDebug::RecordProcess(const char* applName) {
+    if (applName != nullptr && *applName != '\0') {
+        m_ApplName = OwnCopy(applName);
+    }
+    m_Pid = getpid();
+    const time_t now = std::time(nullptr);
+    tm local{};
+    static_assert(sizeof m_StartTime >= 26);  // what asctime_r may write
+    if (localtime_r(&now, &local) == nullptr || asctime_r(&local, m_StartTime) == nullptr) {
+        CopyText(m_StartTime, kNoStartTime);
+    }
+    m_Environment.Record();
+    m_AgentConfiguration.Record();
+}
+
+// A file of the trace directory: "log.", the application's name in lower case, and the suffix.
+void CDebug::SetTracePath(char (&path)[256], const char* suffix) const {
+    std::string name = ApplName();
+    StringToLower(name.data());
+    CopyText(path, std::string(m_TraceDirectory) + "/log." + name + suffix);
+}
+
+// Leaves m_TracingActive alone: a level without a ring size still counts as switched on.
+bool CDebug::StartWithoutRing() {
+    m_Target = kTargetNone;
+    m_TraceLevel = 0;
+    m_TraceLevelSaved = 0;
+    if (m_NoHeaderToStderr == 0) {
+        WriteLogHeader(kTargetLogFile);
+    }
+    return true;
+}
+
+bool CDebug::StartWithRing() {
+    ReadWeightOfApplication();
+    m_RingBufferFactor = std::min(m_RingBufferFactor, kLargestRingFactor);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    const std::uint64_t size = trace::RingSize(pageSize < 1 ? kDefaultPageSize : pageSize,
+                                               m_RingBufferFactor, m_RingBufferWeight);
+    if (size == 0) {
+        return StartWithoutRing();
+    }
+    SetTracePath(m_RingBufferPathActive, "_a");
+    SetTracePath(m_RingBufferPathInit, "_i");
+    const bool isRingReady = InitRingBuffer(m_RingBufferPathInit, size * kInitRingFactor);
+    if (m_NoHeaderToStderr == 0) {
+        WriteLogHeader(kTargetLogFile);
+    }
+    if (!isRingReady) {
+        SwitchTracingOff();
+    }
+    return isRingReady;
+}
+
+void CDebug::SwitchTracingOff() {
+    m_Target = kTargetNone;
+    m_TraceLevel = 0;
+    m_TraceLevelSaved = 0;
+    m_TracingActive = false;
+}
+
+void CDebug::SetMainParams(int argc, char** argv) {
+    const CCriticalSectionGuard guard(m_Lock);
+    m_Argc = argc;
+    m_Argv = argv;
+    if (argc <= 0) {
+        return;
+    }
+    const bool hasRing = m_Target == kTargetRingBuffer;
+    PrintIt(kTargetLogFile, "\n%s Command Line Options:", ApplName());
+    if (hasRing) {
+        PrintIt(kTargetRingBuffer, "\n%s Command Line Options:", ApplName());
+    }
+    for (int i = 0; i < argc; ++i) {
+        PrintIt(kTargetLogFile, "\nargv[%d] = \"%s\"", i, argv[i]);
+        if (hasRing) {
+            PrintIt(kTargetRingBuffer, "\nargv[%d] = \"%s\"", i, argv[i]);
+        }
+    }
+}
+
+void CDebug::SetApplInitDone() {
+    const CCriticalSectionGuard guard(m_Lock);
+    if (m_LogFile != nullptr) {
+        m_LogFileInitEndOffset = ftello(m_LogFile.get());
+        m_LogFileCntInitEnd = static_cast<std::uint32_t>(m_LogFileInitEndOffset);
+    }
+    if (m_Target != kTargetRingBuffer) {
+        return;
+    }
+    PrintIt(kTargetRingBuffer, "\n### End of initialization. ###");
+    CloseRingBuffer();
+    CompressInitRing();
+    if (InitRingBuffer(m_RingBufferPathActive, m_RingBufferSize / kInitRingFactor)) {
+        m_TracingActive = true;
+    } else {
+        SwitchTracingOff();
+    }
+    m_ApplInitDone = true;
+}
+
+void CDebug::CompressInitRing() {
+    const std::string command =
+        "gzip -f " + trace::ShellWord(m_RingBufferPathInit) + " 2>/dev/null";
+    const CPipePtr pipe(popen(command.c_str(), "re"));
+    if (pipe == nullptr) {
+        PrintToLogFile("\n### gziping of startup log file failed -> it doesn't matter ###");
+    }
+}
+
+CDebug::~CDebug() {
+    const CCriticalSectionGuard guard(m_Lock);
+    m_Argc = 0;
+    m_Argv = nullptr;
+    m_Target = kTargetNone;
+    m_TraceLevel = 0;
+    CloseRingBuffer();
+    m_LogFile.reset();
+}
