@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Shared by the scripts behind ./dev: packages, configuration and builds. Sourced, not run.
 set -euo pipefail
 : "${MORLA_SOURCE:?run ./dev instead}"
