@@ -155,61 +155,63 @@ private:
     void TraceToTarget(unsigned int target, const char* fmt, va_list args, const char* source)
         MORLA_PRINTF(3, 0);
 
-    // Fields that are read without the lock are atomic; everything else belongs to m_Lock.
-    std::atomic<std::uint32_t> m_TraceLevel;
-    std::uint32_t m_TraceLevelSaved;
-    std::uint32_t m_IniDebugLevel;
-    std::uint32_t m_TraceFlags;  // kept and shown to nobody; nothing depends on it
-    std::uint32_t m_Reserved;
-    std::atomic<bool> m_TracingActive;
+    // Fields that are read without the lock are atomic; everything else belongs to m_Lock. All are
+    // zero or empty but for what ClassInit sets.
+    std::atomic<std::uint32_t> m_TraceLevel{};
+    std::uint32_t m_TraceLevelSaved{};
+    std::uint32_t m_IniDebugLevel{};
+    std::uint32_t m_TraceFlags{};  // kept and shown to nobody; nothing depends on it
+    std::uint32_t m_Reserved{};
+    std::atomic<bool> m_TracingActive{};
     std::unique_ptr<char[]> m_ApplName;
     CDebugTraceConfigFile m_GlobalConfig;
     CDebugTraceConfigFile m_ApplConfig;
-    std::atomic<std::uint32_t> m_DynamicUpdate;    // seconds; 0 = never
-    std::atomic<std::int64_t> m_LastDynamicCheck;  // seconds since the epoch
+    std::atomic<std::uint32_t> m_DynamicUpdate{};    // seconds; 0 = never
+    std::atomic<std::int64_t> m_LastDynamicCheck{};  // seconds since the epoch
     CCriticalSection m_Lock;
-    std::int32_t m_Pid;
-    std::int32_t m_Argc;
-    char** m_Argv;  // the caller's
-    char m_StartTime[32];
-    std::uint32_t m_Target;
-    bool m_ApplInitDone;
+    std::int32_t m_Pid{};
+    std::int32_t m_Argc{};
+    char** m_Argv{};  // the caller's
+    char m_StartTime[32]{};
+    std::uint32_t m_Target{};
+    bool m_ApplInitDone{};
     CUniqueFd m_RingBufferFd;
-    std::uint32_t m_RingBufferFactor;
-    std::uint32_t m_RingBufferWeight;
-    std::uint64_t m_RingBufferSize;        // bytes
-    std::uint64_t m_RingBufferPos;         // offset of the next entry
-    std::uint64_t m_RingBufferRestartPos;  // offset where writing resumes after a wrap
+    std::uint32_t m_RingBufferFactor{};
+    std::uint32_t m_RingBufferWeight{};
+    std::uint64_t m_RingBufferSize{};        // bytes
+    std::uint64_t m_RingBufferPos{};         // offset of the next entry
+    std::uint64_t m_RingBufferRestartPos{};  // offset where writing resumes after a wrap
     CFileMapping m_RingBufferMap;
-    std::uint32_t m_RingBufferCycle;
-    char m_RingBufferPathActive[256];
-    char m_RingBufferPathInit[256];
-    char m_InternalDebugBuffer[trace::kEntryBufferSize];
-    std::uint32_t m_NoHeaderToStderr;
-    std::uint32_t m_IniRingBufferSizeFactor;
-    std::uint32_t m_IniRingBufferSizeWeight;
-    char m_IniRingBufferDirectory[256];
-    std::uint32_t m_IniNoHeaderToStderr;
-    std::uint32_t m_IniDynamicUpdate;
-    std::uint32_t m_MemoryTracesFlag;  // non-zero: the memory column
-    char m_TraceDirectory[256];
-    std::uint64_t m_TrailerLength;
-    char m_Trailer[64];
-    char m_LogFilePath[256];
+    std::uint32_t m_RingBufferCycle{};
+    char m_RingBufferPathActive[256]{};
+    char m_RingBufferPathInit[256]{};
+    char m_InternalDebugBuffer[trace::kEntryBufferSize]{};
+    std::uint32_t m_NoHeaderToStderr{};
+    std::uint32_t m_IniRingBufferSizeFactor{};
+    std::uint32_t m_IniRingBufferSizeWeight{};
+    char m_IniRingBufferDirectory[256]{};
+    std::uint32_t m_IniNoHeaderToStderr{};
+    std::uint32_t m_IniDynamicUpdate{};
+    std::uint32_t m_MemoryTracesFlag{};  // non-zero: the memory column
+    char m_TraceDirectory[256]{};
+    std::uint64_t m_TrailerLength{};
+    char m_Trailer[64]{};
+    char m_LogFilePath[256]{};
     CFilePtr m_LogFile;
-    std::int64_t m_LogFileInitEndOffset;
-    std::uint32_t m_LogFileMaxSize;
-    std::uint32_t m_LogFileCntInitEnd;
-    std::uint32_t m_LogFileByteCnt;
-    std::uint32_t m_LogFileCycle;
+    std::int64_t m_LogFileInitEndOffset{};
+    std::uint32_t m_LogFileMaxSize{};
+    std::uint32_t m_LogFileCntInitEnd{};
+    std::uint32_t m_LogFileByteCnt{};
+    std::uint32_t m_LogFileCycle{};
 
-    trace::CVariableTable m_Environment;
-    trace::CVariableTable m_AgentConfiguration;
-    trace::CEntryClock m_Clock;    // the time text of the current second
-    CUniqueFd m_StatusFile;        // the process's status file, for the memory column
-    std::int32_t m_StatusFilePid;  // whose status file that is
-    bool m_IsWrappingRing;         // a header that does not fit must not wrap again
+    trace::CVariableTable m_Environment{trace::EnvironmentNames()};
+    trace::CVariableTable m_AgentConfiguration{trace::AgentConfigurationNames()};
+    trace::CEntryClock m_Clock;      // the time text of the current second
+    CUniqueFd m_StatusFile;          // the process's status file, for the memory column
+    std::int32_t m_StatusFilePid{};  // whose status file that is
+    bool m_IsWrappingRing{};         // a header that does not fit must not wrap again
 };
 
 // The trace object of the process: constructed before every other object, destroyed after them.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one for the process
 extern MORLA_EXPORT CDebug Debug;

@@ -27,9 +27,7 @@ std::unique_ptr<char[]> OwnCopy(const char* text) {
 
 }  // namespace
 
-CDebug::CDebug()
-    : m_Environment(trace::EnvironmentNames()),
-      m_AgentConfiguration(trace::AgentConfigurationNames()) {
+CDebug::CDebug() {
     ClassInit();
 }
 
@@ -40,47 +38,10 @@ CDebug::CDebug(const char* applName) : CDebug() {
 }
 
 void CDebug::ClassInit() {
-    m_TraceLevel = 0;
-    m_TraceLevelSaved = 0;
     m_IniDebugLevel = kTraceSettingUnset;
-    m_TraceFlags = 0;
-    m_Reserved = 0;
-    m_TracingActive = false;
-    m_DynamicUpdate = 0;
-    m_LastDynamicCheck = 0;
-    m_Pid = 0;
-    m_Argc = 0;
-    m_Argv = nullptr;
-    m_StartTime[0] = '\0';
-    m_Target = kTargetNone;
-    m_ApplInitDone = false;
-    m_RingBufferFactor = 0;
-    m_RingBufferWeight = 0;
-    m_RingBufferSize = 0;
-    m_RingBufferPos = 0;
-    m_RingBufferRestartPos = 0;
-    m_RingBufferCycle = 0;
-    m_RingBufferPathActive[0] = '\0';
-    m_RingBufferPathInit[0] = '\0';
-    m_InternalDebugBuffer[0] = '\0';
-    m_NoHeaderToStderr = 0;
-    m_IniRingBufferSizeFactor = 0;
-    m_IniRingBufferSizeWeight = 0;
-    m_IniRingBufferDirectory[0] = '\0';
-    m_IniNoHeaderToStderr = 0;
-    m_IniDynamicUpdate = 0;
-    m_MemoryTracesFlag = 0;
-    m_TraceDirectory[0] = '\0';
     CopyText(m_Trailer, kTrailer);
     m_TrailerLength = sizeof kTrailer - 1;
-    m_LogFilePath[0] = '\0';
-    m_LogFileInitEndOffset = 0;
     m_LogFileMaxSize = kLogFileMaxSize;
-    m_LogFileCntInitEnd = 0;
-    m_LogFileByteCnt = 0;
-    m_LogFileCycle = 0;
-    m_StatusFilePid = 0;
-    m_IsWrappingRing = false;
 }
 
 bool CDebug::Init(const char* applName) {
@@ -196,6 +157,7 @@ void CDebug::SetApplInitDone() {
 void CDebug::CompressInitRing() {
     const std::string command =
         "gzip -f " + trace::ShellWord(m_RingBufferPathInit) + " 2>/dev/null";
+    // NOLINTNEXTLINE(cert-env33-c): the one command that runs through a shell; its word is quoted
     const CPipePtr pipe(popen(command.c_str(), "re"));
     if (pipe == nullptr) {
         PrintToLogFile("\n### gziping of startup log file failed -> it doesn't matter ###");

@@ -49,9 +49,10 @@ public:
     void PutHex(std::uint32_t number) {
         constexpr char kDigits[] = "0123456789ABCDEF";
         std::array<char, 8> text{};
-        for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
-            *digit = kDigits[number & 0xFU];
-            number >>= 4U;
+        unsigned int shift = 32;
+        for (char& digit : text) {
+            shift -= 4;
+            digit = kDigits[number >> shift & 0xFU];
         }
         Put(std::string_view(text.data(), text.size()));
     }

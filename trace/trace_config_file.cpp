@@ -14,7 +14,7 @@
 namespace {
 
 // A larger file is no configuration; it is refused before memory is spent on it.
-constexpr std::int64_t kLargestFile = 64 * 1024 * 1024;
+constexpr std::int64_t kLargestFile = std::int64_t{64} << 20U;
 
 bool ReadExactly(int fd, char* buffer, std::size_t size) {
     std::size_t done = 0;

@@ -48,6 +48,7 @@ public:
     bool IsTracingActive() const;
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one for the process
 extern MORLA_EXPORT CDebug Debug;
 
 #endif
