@@ -1,0 +1,282 @@
+#include <pthread.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/trace/debug_fixture.h"
+
+namespace {
+
+constexpr std::string_view kEndMarker = "## TRACE-END ##\n";
+
+class RingBuffer : public CDebugTest {};
+
+TEST_F(RingBuffer, StartsWithHeaderGapAndFirstEntryOnAKilobyteBoundary) {
+    StartActiveRing();
+    const std::string ring = Read(kActiveRing);
+    ASSERT_EQ(ring.size(), kActiveRingSize);
+    const std::size_t headerEnd = ring.find("# End of header.\n") + 17;
+    const std::size_t begin = ring.rfind('\n', ring.find("### Begin of RingBuffer. ###\n")) + 1;
+    EXPECT_EQ(begin, (headerEnd + 2048) / 1024 * 1024);
+    EXPECT_EQ(ring.substr(begin - 2, 2), "_\n");
+    const auto lines = Lines(ring.substr(begin));
+    EXPECT_EQ(lines[1].substr(49), "### Start of initialization. ###");
+    EXPECT_EQ(lines[2] + "\n", kEndMarker);
+    for (std::size_t line = begin + 2 * 1024; line < ring.size(); line += 1024) {
+        ASSERT_EQ(ring[line + 1023], '\n');
+        ASSERT_EQ(ring.find_first_not_of('_', line + 49), line + 1023);
+        ASSERT_EQ(ring.substr(line + 34, 8), " zentd  ");
+    }
+}
+
+TEST_F(RingBuffer, StartUpRingIsFourTimesAsLargeAndKeptWhenGzipIsMissing) {
+    ConfigureRing(3);
+    CDebug& debug = Start();
+    debug.Print(3, "while starting");
+    EXPECT_EQ(NewestEntry(Read(kInitRing)), "while starting");
+    debug.SetApplInitDone();
+    const std::string ring = Read(kInitRing);
+    EXPECT_EQ(ring.size(), 4 * kActiveRingSize);
+    EXPECT_EQ(NewestEntry(ring), "### End of initialization. ###");
+    debug.Print(3, "while running");
+    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "while running");
+}
+
+TEST_F(RingBuffer, KeepsLongMessagesWholeUpToATenthOfItsSize) {
+    CDebug& debug = StartActiveRing();
+    for (const std::size_t length : {1024U, 1025U, 100'000U, 104'857U}) {
+        const std::string text(length, 'w');
+        debug.Print(1, "%s", text.c_str());
+        EXPECT_EQ(NewestEntry(Read(kActiveRing)), text);
+    }
+    debug.Print(1, "%s", std::string(104'858, 'c').c_str());
+    const std::string ring = Read(kActiveRing);
+    EXPECT_EQ(ring.substr(ring.rfind(kEndMarker) - 1024 - 51, 1024 + 51),
+              std::string(1024, 'c') + "\n## WARNING: TRACE-SIZE TOO BIG: Output Truncated!\n");
+}
+
+TEST_F(RingBuffer, PutsWhatIsAlwaysPrintedIntoBothFiles) {
+    CDebug& debug = StartActiveRing();
+    debug.PrintAlways(0, "both %d %s", 1, std::string(2000, 'b').c_str());
+    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "both 1 " + std::string(2000, 'b'));
+    EXPECT_EQ(Texts(kLogFile).back(), "both 1 " + std::string(1017, 'b'));
+}
+
+// Prints entries of one size until the ring wraps; returns the text of the one that wrapped it.
+std::string PrintUntilWrap(CDebug& debug, std::size_t length, const std::string& path) {
+    std::string before;
+    for (int i = 0;; ++i) {
+        const std::string text = std::to_string(i) + std::string(length - 6, 'f');
+        debug.PrintIt(kTargetRingBuffer, "%s", text.c_str());
+        std::ifstream file(path, std::ios::binary);
+        file.seekg(-1, std::ios::end);
+        if (file.get() == '.') {
+            return text;
+        }
+    }
+}
+
+TEST_F(RingBuffer, WrapRefreshesTheHeaderAndContinuesBehindTheBeginEntry) {
+    CDebug& debug = StartActiveRing(3);
+    debug.ForceMaxDebug(false);
+    const std::string before = Read(kActiveRing);
+    const std::string wrapped = PrintUntilWrap(debug, 1000, kActiveRing);
+    const std::string ring = Read(kActiveRing);
+    const std::string beginEntry = "### Begin of RingBuffer. ###\n";
+    const std::size_t restart = ring.find(beginEntry) + beginEntry.size();
+    EXPECT_EQ(restart, before.find(beginEntry) + beginEntry.size());
+    EXPECT_EQ(ring.substr(restart + 49, wrapped.size() + 1), wrapped + "\n");
+    EXPECT_EQ(ring.substr(restart + 49 + wrapped.size() + 1, kEndMarker.size()), kEndMarker);
+    const std::size_t fill = ring.find_last_not_of('.') + 1;
+    EXPECT_EQ(ring.substr(fill - kEndMarker.size(), kEndMarker.size()).find("## TRACE-END"),
+              std::string::npos)
+        << "the fill starts where the next entry would have stood";
+    EXPECT_LT(ring.size() - fill, 1000U + 49U + kEndMarker.size());
+    EXPECT_NE(before.find("Trace Level                : 3\n"), std::string::npos);
+    EXPECT_NE(ring.find("Trace Level                : 0\n"), std::string::npos);
+    EXPECT_EQ(NewestEntry(ring.substr(0, restart + 2000)), wrapped);
+}
+
+TEST_F(RingBuffer, WrapsExactlyWhenEntryAndMarkerNoLongerFit) {
+    for (const std::size_t excess : {0U, 1U}) {
+        CDebug& debug = StartActiveRing();
+        const std::string ring = Read(kActiveRing);
+        std::size_t room = kActiveRingSize - ring.find(kEndMarker) - kEndMarker.size();
+        for (; room > 4000; room -= 2049) {
+            debug.PrintIt(kTargetRingBuffer, "%s", std::string(1999, 'x').c_str());
+        }
+        debug.PrintIt(kTargetRingBuffer, "%s", std::string(room - 50 + excess, 'y').c_str());
+        const bool hasWrapped = Read(kActiveRing).back() == '.';
+        EXPECT_EQ(hasWrapped, excess == 1);
+        if (!hasWrapped) {
+            EXPECT_TRUE(Read(kActiveRing).ends_with("y\n## TRACE-END ##\n"));
+        }
+    }
+}
+
+TEST_F(RingBuffer, LongEntryThatWrapsStaysWhole) {
+    CDebug& debug = StartActiveRing();
+    const std::string wrapped = PrintUntilWrap(debug, 50'000, kActiveRing);
+    const std::string ring = Read(kActiveRing);
+    EXPECT_NE(ring.find("### Begin of RingBuffer. ###\n"), std::string::npos);
+    EXPECT_NE(ring.find(wrapped + "\n## TRACE-END ##\n"), std::string::npos);
+}
+
+TEST_F(RingBuffer, SurvivesAHeaderThatFillsIt) {
+    CDebug& debug = StartActiveRing();
+    std::vector<std::string> words(3000, std::string(1000, 'a'));
+    std::vector<char*> argv;
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    debug.SetMainParams(static_cast<int>(argv.size()), argv.data());
+    debug.Print(1, "still alive");
+    debug.ForceMaxDebug(false);
+    Stop();
+    EXPECT_EQ(Read(kActiveRing).size(), kActiveRingSize);
+}
+
+TEST_F(RingBuffer, ReportsWhyItCannotBeMadeAndSwitchesTracingOff) {
+    const struct {
+        const char* Name;
+        void (*Spoil)();
+        const char* Text;
+    } rows[] = {
+        {"directory", [] { std::filesystem::create_directory(kInitRing); },
+         "### InitRingBuffer(): open of /var/log/quorvat/log.zentd_i failed (errno=21; Is a "
+         "directory) ###"},
+        {"full", [] { (void)mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=1m"); },
+         "### InitRingBuffer(): (2) write m_InternalDebugBuffer to /var/log/quorvat/log.zentd_i "
+         "failed ###"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        ConfigureRing(3);
+        row.Spoil();
+        CDebug& debug = Start(false);
+        EXPECT_FALSE(debug.Init("zentd"));
+        EXPECT_FALSE(debug.IsTracingActive());
+        EXPECT_FALSE(debug.IsLevelActive(1));
+        std::error_code ignored;
+        std::filesystem::remove(kInitRing, ignored);  // the full file system takes entries again
+        debug.PrintAlways(0, "goes on");
+        const auto texts = Texts(kLogFile);
+        EXPECT_EQ(texts.back(), "goes on");
+        if (std::string_view(row.Name) != "full") {
+            EXPECT_EQ(texts.front(), row.Text);
+        }
+        Stop();
+        umount("/var/log/quorvat");
+        std::filesystem::remove_all(kInitRing);
+    }
+}
+
+TEST_F(RingBuffer, HoldsTheLastEntryOfAKilledProcess) {
+    ConfigureRing(3);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        CDebug& debug = Start();
+        debug.SetApplInitDone();
+        for (int i = 0; i < 12'345; ++i) {
+            debug.Print(1, "entry %d", i);
+        }
+        (void)raise(SIGKILL);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "entry 12344");
+}
+
+// Two and a half times around with eight threads: no entry is torn, and the entries of each thread
+// that are still there are its last ones in order.
+TEST_F(RingBuffer, TakesEntriesOfManyThreadsWholeAndInOrder) {
+    constexpr int kThreads = 8;
+    constexpr int kEntries = 3500;
+    CDebug& debug = StartActiveRing();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&debug, thread] {
+            for (int i = 0; i < kEntries; ++i) {
+                debug.Print(1, "thread %d entry %05d %s end", thread, i, "some text of a module");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::string ring = Read(kActiveRing);
+    const std::size_t restart = ring.find("### Begin of RingBuffer. ###\n") + 29;
+    const std::size_t newest = ring.rfind(kEndMarker);
+    const std::string_view behind =
+        std::string_view(ring).substr(newest + kEndMarker.size());  // the torn line is cut off
+    const std::string history =
+        std::string(behind.substr(behind.find('\n') + 1)) + ring.substr(restart, newest - restart);
+    std::array<int, kThreads> next{};
+    next.fill(-1);
+    int found = 0;
+    for (const std::string& line : Lines(history)) {
+        int thread = -1;
+        int entry = -1;
+        char end[8] = "";
+        if (line.starts_with('.')) {
+            continue;
+        }
+        ASSERT_EQ(std::sscanf(line.c_str() + 49, "thread %d entry %d some text of a module %3s",
+                              &thread, &entry, end),
+                  3)
+            << line;
+        ASSERT_STREQ(end, "end");
+        int& expected = next.at(static_cast<std::size_t>(thread));
+        if (expected != -1) {
+            ASSERT_EQ(entry, expected);
+        }
+        expected = entry + 1;
+        ++found;
+    }
+    EXPECT_GT(found, 8000);
+    for (const int last : next) {
+        EXPECT_EQ(last, kEntries);
+    }
+}
+
+TEST_F(RingBuffer, LockIsFreeAfterAThreadWasCancelledInsideAPrint) {
+    Configure(
+        "[zentd]\nFileDebugLevel=3\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
+        "MemoryTracesFlag=1\n");  // reading the status file is a cancellation point
+    CDebug& debug = Start();
+    for (int round = 0; round < 20; ++round) {
+        struct Shared {
+            CDebug& Debug;
+            std::atomic<int> Printed{0};
+        } shared{debug};
+        pthread_t thread{};
+        const auto body = [](void* argument) -> void* {
+            auto* own = static_cast<Shared*>(argument);
+            while (true) {
+                own->Debug.Print(1, "entry");
+                ++own->Printed;
+            }
+        };
+        ASSERT_EQ(pthread_create(&thread, nullptr, body, &shared), 0);
+        while (shared.Printed < 3) {
+            std::this_thread::yield();
+        }
+        pthread_cancel(thread);
+        void* result = nullptr;
+        ASSERT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        debug.Print(1, "round %d", round);  // hangs when the lock was left held
+    }
+    EXPECT_TRUE(Read(kInitRing).find("round 19\n") != std::string::npos);
+}
+
+}  // namespace
