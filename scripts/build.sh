@@ -2,5 +2,4 @@
 # ./dev build: everything, under build/.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 need "${build_packages[@]}"
-mkdir -p build
 configure_and_build build

@@ -27,12 +27,13 @@ need() {
 # configure_and_build FOLDER [CMAKE OPTIONS]: with ccache where it is installed.
 configure_and_build() {
     local folder="$1" launcher=()
+    mkdir -p "$folder"
     shift
     if command -v ccache >/dev/null; then
         launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
     fi
-    cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder.log" 2>&1 ||
-        { cat "$folder.log" >&2; return 1; }
+    cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder/configure.log" 2>&1 ||
+        { cat "$folder/configure.log" >&2; return 1; }
     cmake --build "$folder" -j 2
 }
 

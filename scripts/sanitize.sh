@@ -2,7 +2,6 @@
 # ./dev sanitize [address|thread]: the tests under the sanitizers; both by default.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 need "${build_packages[@]}" python3 binutils gzip
-mkdir -p build
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1

@@ -207,6 +207,7 @@ private:
     trace::CVariableTable m_Environment{trace::EnvironmentNames()};
     trace::CVariableTable m_AgentConfiguration{trace::AgentConfigurationNames()};
     trace::CEntryClock m_Clock;      // the time text of the current second
+    std::int64_t m_LogFilePos{};     // offset of the next log entry
     CUniqueFd m_StatusFile;          // the process's status file, for the memory column
     std::int32_t m_StatusFilePid{};  // whose status file that is
     bool m_IsWrappingRing{};         // a header that does not fit must not wrap again

@@ -1,5 +1,6 @@
 // The log file: one flushed write per entry, and a wrap back to the end of the start-up part.
 #include <stdio_ext.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 void CDebug::OpenLogFile() {
     SetTracePath(m_LogFilePath, "");
     m_LogFile.reset(std::fopen(m_LogFilePath, "w+e"));
+    m_LogFilePos = 0;
     if (m_LogFile == nullptr) {
         syslog(LOG_ERR, "ERROR: Error during opening %s --> proceed without it\n", m_LogFilePath);
     }
@@ -31,22 +33,24 @@ void CDebug::TraceToLogFile(const char* fmt, va_list args, const char* source) {
 }
 
 // Writes and flushes `length` bytes as one piece and returns how many are in the file: all, or none
-// where the file system has no room. Then nothing of the entry stays behind, neither in the stream,
-// which would deliver it at a later time, nor in the file, where the next entry would stand behind
+// where the file system has no room. Then nothing of the entry stays behind: not in the stream,
+// which would deliver it later, and not at the end of the file, where the next entry would follow
 // half a line.
 std::uint32_t CDebug::WriteToLogFile(const char* text, std::size_t length) {
     std::FILE* file = m_LogFile.get();
     if (fwrite_unlocked(text, 1, length, file) == length && fflush_unlocked(file) == 0) {
+        m_LogFilePos += static_cast<std::int64_t>(length);
         return static_cast<std::uint32_t>(length);
     }
-    const std::size_t pending = __fpending(file);
     __fpurge(file);
     clearerr_unlocked(file);
     const off_t reached = lseek(fileno_unlocked(file), 0, SEEK_CUR);
-    const auto partial = static_cast<off_t>(length - std::min(pending, length));
-    if (reached >= partial) {
-        (void)fseeko(file, reached - partial, SEEK_SET);
+    struct stat status {};
+    const bool isAtEnd = fstat(fileno_unlocked(file), &status) == 0 && status.st_size == reached;
+    if (isAtEnd && ftruncate(fileno_unlocked(file), m_LogFilePos) != 0) {
+        return 0;  // the position stays behind the torn line
     }
+    (void)fseeko(file, m_LogFilePos, SEEK_SET);
     return 0;
 }
 
@@ -58,6 +62,9 @@ void CDebug::WrapLogFile() {
         syslog(LOG_ERR, "ERROR: fseek failed for %s (errno=%d) --> rewind it\n", m_LogFilePath,
                error);
         std::rewind(m_LogFile.get());
+        m_LogFilePos = 0;
+    } else {
+        m_LogFilePos = m_LogFileInitEndOffset;
     }
     m_LogFileByteCnt = m_LogFileCntInitEnd;
     ++m_LogFileCycle;
