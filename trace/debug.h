@@ -49,7 +49,7 @@ public:
 
     // --- Printing. Thread-safe. `fmt` is a printf format; a null one is ignored. ---
 
-    bool IsMaster() override { return true; }
+    bool IsMaster() override;
     // Starts tracing: settings, log file and, with a level and a ring size, the start-up ring.
     // Returns false when the ring was wanted and could not be made.
     bool Init(const char* applName) override;
@@ -67,11 +67,14 @@ public:
     void PrintIt(unsigned int target, const char* fmt, ...) MORLA_PRINTF(3, 4);
     void PrintToLogFile(const char* fmt, ...) MORLA_PRINTF(2, 3);
 
-    // True when an entry of that level would be written now. No lock, no system call.
-    bool IsLevelActive(unsigned int level) const {
+    // True when an entry of that level would be written now. No lock, no system call. This and the
+    // next are inlined here and exported too: libraries call them as functions.
+    [[gnu::used]] MORLA_EXPORT bool IsLevelActive(unsigned int level) const {
         return level <= m_TraceLevel.load(std::memory_order_relaxed);
     }
-    bool IsTracingActive() const { return m_TracingActive.load(std::memory_order_relaxed); }
+    [[gnu::used]] MORLA_EXPORT bool IsTracingActive() const {
+        return m_TracingActive.load(std::memory_order_relaxed);
+    }
 
     // --- Life cycle and settings ---
 

@@ -18,6 +18,10 @@ void CDebug::Guarded(Writer writer) {
     }
 }
 
+bool CDebug::IsMaster() {
+    return true;
+}
+
 void CDebug::Print(unsigned int level, const char* fmt, ...) {
     if (fmt == nullptr) {
         return;

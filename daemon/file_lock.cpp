@@ -1,0 +1,213 @@
+#include "daemon/file_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "base/bounded_text.h"
+#include "base/cancellation.h"
+#include "base/unique_fd.h"
+#include "daemon/guarded_trace.h"
+
+namespace {
+
+constexpr mode_t kDirectoryMode = 0711;
+constexpr mode_t kLockFileMode = 0644;  // filtered by the umask in force
+constexpr std::int32_t kRetryMs = 100;
+constexpr std::size_t kOwnerInfoLimit = 255;  // bytes
+
+// Deliberate: a busy lock is told by this number, not by the system's EWOULDBLOCK, so that in
+// practice only one attempt is made, whatever the time-out.
+constexpr int kSharingViolation = 32;
+
+bool Exists(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0;
+}
+
+}  // namespace
+
+std::string_view LockDirectory(std::string_view lockFileName) {
+    if (lockFileName.size() < 2) {
+        return lockFileName;
+    }
+    const std::size_t slash = lockFileName.rfind('/', lockFileName.size() - 2);
+    const bool hasDirectory = slash != std::string_view::npos && slash != 0;
+    return hasDirectory ? lockFileName.substr(0, slash) : lockFileName;
+}
+
+bool CFileLock::Lock(const char* path, const char* ownerName, std::int32_t timeoutMs) {
+    if (path == nullptr || *path == '\0') {
+        m_lastError = EINVAL;
+        return false;
+    }
+    TraceIfActive(5, "\nCFileLock           :   apply file lock using file %s...", path);
+    // The whole name is used here; m_lockFileName, which the release uses, may hold less of it.
+    const std::string lockFileName = std::string(path) + ".lock";
+    CopyText(m_lockFileName, lockFileName);
+    TraceIfActive(3, "\nCFileLock::Lock     : LockFileName.c_str() = %s\n", lockFileName.c_str());
+    const std::string directory(LockDirectory(lockFileName));
+    TraceIfActive(3, "\nCFileLock::Lock     : LockFileDir.c_str() = %s\n", directory.c_str());
+    if (!MakeDirectory(directory)) {
+        TraceIfActive(1,
+                      "\nCFileLock           : ## ERROR! Failed to open/create lock directory %s "
+                      "(LastError = 0x%08X)",
+                      directory.c_str(), m_lastError);
+        return false;
+    }
+    Release();
+    const std::int32_t retries = timeoutMs / kRetryMs;
+    TraceIfActive(3, "\nCFileLock::Lock     : nrRetries = %d\n", retries);
+    if (!IsLockable(lockFileName.c_str(), retries)) {
+        ReadOwnerInfo(lockFileName.c_str());
+        return false;
+    }
+    if (!Create(lockFileName.c_str())) {
+        return false;
+    }
+    WriteOwnerText(ownerName);
+    return true;
+}
+
+// Makes every directory on the way that is missing. Only as much of the name as fits into a lock
+// file's name is made.
+bool CFileLock::MakeDirectory(std::string_view directory) {
+    if (directory.empty() || directory.front() != '/') {
+        return false;
+    }
+    char prefix[kLockFileNameSize];
+    CopyText(prefix, directory);
+    const std::size_t length = FieldText(prefix).size();
+    for (std::size_t i = 1; i <= length; ++i) {
+        if (prefix[i] != '/' && prefix[i] != '\0') {
+            continue;
+        }
+        const char following = std::exchange(prefix[i], '\0');
+        if (mkdir(prefix, kDirectoryMode) != 0 && errno != EEXIST) {
+            return false;
+        }
+        prefix[i] = following;
+    }
+    return true;
+}
+
+// Whether the file is missing, or was left behind by a process that is dead.
+bool CFileLock::IsLockable(const char* lockFileName, std::int32_t retries) {
+    bool isLockable = true;
+    if (!Exists(lockFileName)) {
+        TraceIfActive(3, "\nCFileLock::Lock     : lockfile %s does NOT exist!\n", lockFileName);
+    } else {
+        TraceIfActive(3, "\nCFileLock::Lock     : lockfile %s EXISTS!\n", lockFileName);
+        const CUniqueFd fd(open(lockFileName, O_RDONLY | O_CLOEXEC));
+        const int error = errno;
+        if (fd.IsValid()) {
+            TraceIfActive(3, "\nCFileLock::Lock     : Successfully opened lockfile %s\n",
+                          lockFileName);
+            isLockable = TryLock(fd.Get(), lockFileName, retries);
+        } else {
+            m_lastError = static_cast<std::uint32_t>(error);
+            TraceIfActive(3, "\nCFileLock::Lock     : Could NOT open lockfile %s\n", lockFileName);
+            isLockable = false;
+        }
+    }
+    TraceIfActive(3, "\nCFileLock::Lock     : fileIsLockable = %s\n",
+                  isLockable ? "true" : "false");
+    return isLockable;
+}
+
+// Takes the lock of an existing file and lets it go again.
+bool CFileLock::TryLock(int fd, const char* lockFileName, std::int32_t retries) {
+    TraceIfActive(3, "\nCFileLock::Lock     : Trying to lock lockfile %s\n", lockFileName);
+    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
+        if (error != kSharingViolation) {
+            m_lastError = static_cast<std::uint32_t>(error);
+            TraceIfActive(3, "\nCFileLock::Lock     : Could NOT lock lockfile %s\n", lockFileName);
+            return false;
+        }
+        TraceIfActive(3,
+                      "\nCFileLock::Lock     : Error Sharing Violation while trying to lock "
+                      "lockfile %s\n",
+                      lockFileName);
+        --retries;
+        usleep(kRetryMs * 1000);
+        if (retries <= 0) {
+            return false;
+        }
+    }
+    TraceIfActive(3, "\nCFileLock::Lock     : Successfully locked lockfile %s\n", lockFileName);
+    Flock(fd, LOCK_UN);
+    return true;
+}
+
+void CFileLock::ReadOwnerInfo(const char* lockFileName) {
+    const CUniqueFd fd(open(lockFileName, O_RDONLY | O_CLOEXEC));
+    if (!fd.IsValid()) {
+        return;
+    }
+    char text[kOwnerInfoLimit];
+    const ssize_t length = read(fd.Get(), text, sizeof text);
+    m_ownerInfo.assign(text, length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+bool CFileLock::Create(const char* lockFileName) {
+    const int fd = open(lockFileName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kLockFileMode);
+    if (fd < 0) {
+        m_lastError = static_cast<std::uint32_t>(errno);
+        return false;
+    }
+    m_isLocked = true;
+    m_fd = fd;
+    m_isOpen = true;
+    // Waits for an instance that created the file in the meantime, then makes sure of the lock.
+    Flock(fd, LOCK_EX);
+    Flock(fd, LOCK_EX | LOCK_NB);
+    return true;
+}
+
+// A text that cannot be written does not cost the lock: the lock is what keeps others out.
+void CFileLock::WriteOwnerText(const char* ownerName) {
+    const std::string text =
+        std::string(ownerName != nullptr ? ownerName : "") + "#" + std::to_string(getpid());
+    errno = 0;
+    const ssize_t written = write(m_fd, text.data(), text.size());
+    m_lastError = written < 0 ? static_cast<std::uint32_t>(errno) : 0;
+    fsync(m_fd);
+}
+
+bool CFileLock::Flock(int fd, int operation) {
+    const bool isDone = flock(fd, operation) == 0;
+    if (!isDone) {
+        m_lastError = static_cast<std::uint32_t>(errno);
+    }
+    return isDone;
+}
+
+// Unlocks and closes; the file stays.
+void CFileLock::Release() {
+    if (m_fd < 0) {
+        return;
+    }
+    TraceIfActive(5, "\nCFileLock           :   release file lock using file %s", m_lockFileName);
+    if (m_isLocked) {
+        fsync(m_fd);
+        Flock(m_fd, LOCK_UN);
+    }
+    close(m_fd);
+    m_fd = -1;
+    m_isOpen = false;
+    m_isLocked = false;
+}
+
+CFileLock::~CFileLock() {
+    const CCancellationHold hold;
+    if (m_fd >= 0) {
+        Release();
+        unlink(m_lockFileName);
+    }
+    m_isDestroyed = true;
+}

@@ -1,0 +1,116 @@
+#include "daemon/run_level_reader.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "base/file_ptr.h"
+#include "base/paths.h"
+#include "daemon/daemon_tag.h"
+#include "daemon/guarded_trace.h"
+#include "daemon/run_level.h"
+
+using daemon_names::kTag;
+
+namespace {
+
+constexpr int kOpenAttempts = 3;  // a second apart
+constexpr unsigned int kRetrySeconds = 1;
+constexpr std::size_t kFileLimit = 4096;       // bytes read of the run-level file
+constexpr std::size_t kProgramLineLimit = 64;  // bytes
+
+// Shows where the daemon runs; empty when HX_NICKNAME does not tell.
+std::string_view ReadNickname() {
+    const char* const nickname = std::getenv("HX_NICKNAME");
+    if (nickname == nullptr || *nickname == '\0') {
+        Debug.PrintAlways(
+            0, "%s-MAIN: cannot identify OS (from HX_NICKNAME) on which we are running\n", kTag);
+        return {};
+    }
+    TraceIfActive(1, "%s-MAIN: we are runing on OS \"%s\"\n", kTag, nickname);
+    return nickname;
+}
+
+// By stat alone: a file that cannot be run counts, a link to nowhere does not.
+bool HasSystemctl() {
+    struct stat status {};
+    if (stat(paths::kSystemctl, &status) != 0) {
+        return false;
+    }
+    TraceIfActive(1, "%s-MAIN: %s detected on this OS\n", kTag, paths::kSystemctl);
+    return true;
+}
+
+CFilePtr OpenRunLevelFile() {
+    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+        CFilePtr file(std::fopen(paths::kRunLevelFile, "re"));
+        if (file != nullptr) {
+            return file;
+        }
+        Debug.PrintAlways(0, "%s-MAIN: cannot open %s (try %d)\n", kTag, paths::kRunLevelFile,
+                          attempt);
+        sleep(kRetrySeconds);
+    }
+    return nullptr;
+}
+
+std::int32_t RunLevelFromFile() {
+    const CFilePtr file = OpenRunLevelFile();
+    if (file == nullptr) {
+        Debug.PrintAlways(0, "%s-MAIN: this seems to be a simple stop of %s (not OS shutdown)\n",
+                          kTag, kTag);
+        return kRunLevelSimpleStop;
+    }
+    char text[kFileLimit];
+    const std::size_t length = std::fread(text, 1, sizeof text, file.get());
+    const auto number = ParseRunLevelText({text, length});
+    if (!number) {
+        return kRunLevelUnknown;
+    }
+    TraceIfActive(1, "%s-MAIN: OS shutdown reguired: RunLevel = %d from %s\n", kTag, *number,
+                  paths::kRunLevelFile);
+    return IsOsShutdown(*number) ? *number : kRunLevelUnknown;
+}
+
+// NOLINTBEGIN(concurrency-mt-unsafe): only the main thread reads utmp
+std::int32_t RunLevelFromUtmp() {
+    setutent();
+    const utmp* record = getutent();
+    while (record != nullptr && record->ut_type != RUN_LVL) {
+        record = getutent();
+    }
+    const std::int32_t runLevel =
+        record != nullptr ? RunLevelOfUtmpPid(record->ut_pid) : kRunLevelUnknown;
+    endutent();
+    return runLevel;
+}
+// NOLINTEND(concurrency-mt-unsafe)
+
+std::int32_t RunLevelFromProgram() {
+    const CPipePtr pipe(popen(paths::kRunLevelProgram, "re"));
+    char line[kProgramLineLimit + 1];
+    if (pipe == nullptr || std::fgets(line, sizeof line, pipe.get()) == nullptr) {
+        return kRunLevelUnknown;
+    }
+    return RunLevelOfProgramLine(line);
+}
+
+std::int32_t RunLevelOfOlderOs() {
+    TraceIfActive(1, "%s-MAIN: try to indentify runlevel on older OS\n", kTag);
+    const std::int32_t runLevel = RunLevelFromUtmp();
+    return runLevel != kRunLevelUnknown ? runLevel : RunLevelFromProgram();
+}
+
+}  // namespace
+
+std::int32_t FindRunLevel() {
+    const std::string_view nickname = ReadNickname();
+    const bool isFileUsed = HasSystemctl() || HasRunLevelFile(nickname);
+    const std::int32_t runLevel = isFileUsed ? RunLevelFromFile() : RunLevelOfOlderOs();
+    Debug.PrintAlways(0, "%s-MAIN: Current RunLevel = %d\n", kTag, runLevel);
+    return runLevel;
+}
