@@ -5,4 +5,5 @@
 
 // Manual reset; set once, by CatchSignals, and never reset. Constructed directly after `Debug` and
 // destroyed directly before it.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one for the process
 extern CEvent ExitEvent;

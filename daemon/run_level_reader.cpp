@@ -1,12 +1,13 @@
 #include "daemon/run_level_reader.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 #include <utmp.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <thread>
 
 #include "base/file_ptr.h"
 #include "base/paths.h"
@@ -18,8 +19,8 @@ using daemon_names::kTag;
 
 namespace {
 
-constexpr int kOpenAttempts = 3;  // a second apart
-constexpr unsigned int kRetrySeconds = 1;
+constexpr int kOpenAttempts = 3;
+constexpr std::chrono::seconds kRetryTime(1);
 constexpr std::size_t kFileLimit = 4096;       // bytes read of the run-level file
 constexpr std::size_t kProgramLineLimit = 64;  // bytes
 
@@ -53,7 +54,7 @@ CFilePtr OpenRunLevelFile() {
         }
         Debug.PrintAlways(0, "%s-MAIN: cannot open %s (try %d)\n", kTag, paths::kRunLevelFile,
                           attempt);
-        sleep(kRetrySeconds);
+        std::this_thread::sleep_for(kRetryTime);
     }
     return nullptr;
 }
@@ -91,6 +92,7 @@ std::int32_t RunLevelFromUtmp() {
 // NOLINTEND(concurrency-mt-unsafe)
 
 std::int32_t RunLevelFromProgram() {
+    // NOLINTNEXTLINE(cert-env33-c): a fixed command
     const CPipePtr pipe(popen(paths::kRunLevelProgram, "re"));
     char line[kProgramLineLimit + 1];
     if (pipe == nullptr || std::fgets(line, sizeof line, pipe.get()) == nullptr) {

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <thread>
 
 #include "base/bounded_text.h"
 #include "base/error_text.h"
@@ -26,7 +28,7 @@ namespace {
 
 // Deliberate: decimal, that is 026 in octal. New files lose group write and everything for others.
 constexpr mode_t kUmask = 22;
-constexpr unsigned int kSettleSeconds = 1;
+constexpr std::chrono::seconds kSettleTime(1);
 
 // Now, as "www mmm dd hh:mm:ss yyyy\n".
 struct StartTime {
@@ -100,7 +102,7 @@ void SetUpSignals() {
     sigaction(SIGPIPE, &ignore, nullptr);
     sigaction(SIGIO, &ignore, nullptr);
     const sigset_t blockSet = ControlSignals();
-    sigprocmask(SIG_BLOCK, &blockSet, nullptr);
+    sigprocmask(SIG_BLOCK, &blockSet, nullptr);  // NOLINT(concurrency-mt-unsafe): one thread
 }
 
 void PrintBanner() {
@@ -121,7 +123,7 @@ void OpenSystemLog() {
 }
 
 void FinishStart() {
-    sleep(kSettleSeconds);
+    std::this_thread::sleep_for(kSettleTime);
     Debug.PrintAlways(0, "%s-MAIN: ## Done initializing ##\n", kTag);
     Debug.SetApplInitDone();
 }
