@@ -33,9 +33,11 @@ elseif(MORLA_SANITIZE)
     message(FATAL_ERROR "MORLA_SANITIZE must be address, thread or empty, not '${MORLA_SANITIZE}'")
 endif()
 if(sanitizer_flags)
-    # Not with _FORTIFY_SOURCE: its checked calls pass the interceptors by.
-    target_compile_options(morla_options INTERFACE ${sanitizer_flags})
-    target_link_options(morla_options INTERFACE ${sanitizer_flags})
+    # Not with _FORTIFY_SOURCE: its checked calls pass the interceptors by. A target that must
+    # stay free of the sanitizers' runtime sets its property MORLA_UNSANITIZED.
+    set(instrumented $<NOT:$<BOOL:$<TARGET_PROPERTY:MORLA_UNSANITIZED>>>)
+    target_compile_options(morla_options INTERFACE "$<${instrumented}:${sanitizer_flags}>")
+    target_link_options(morla_options INTERFACE "$<${instrumented}:${sanitizer_flags}>")
 else()
     target_compile_options(morla_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()

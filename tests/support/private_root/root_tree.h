@@ -1,0 +1,16 @@
+// The file tree of a private root.
+#pragma once
+
+#include "tests/support/private_root/options.h"
+
+// Builds the tree on a tmpfs of this mount namespace, makes it the root of the process and lets
+// the machine's own root go. To be called in the first process of the PID namespace, since /proc
+// shows the namespace of the process that mounts it. Ends the process on a failure.
+//
+//     /etc /var /run /tmp /sys    empty, on one tmpfs; /var/run -> /run, /var/lock -> /run/lock
+//     /dev                        null, zero, full, random, urandom, tty of the machine; shm
+//     /proc                       of the PID namespace; a tmpfs over /proc/bus
+//     /usr                        the machine's, read-only
+//     /usr/bin /usr/sbin          on a tmpfs: links to the usual and the wanted programs
+//     source and build tree       the machine's, at their own paths, the source read-only
+void EnterRootTree(const Options& options);
