@@ -7,6 +7,7 @@
 
 #include "base/paths.h"
 #include "tests/support/files.h"
+#include "tests/support/private_root_guard.h"
 #include "trace/debug.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/support/files.h"
+#include "tests/support/private_root_guard.h"
 
 namespace {
 
