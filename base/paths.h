@@ -18,4 +18,7 @@ inline constexpr char kTraceConfigDirectory[] = "/etc/velmor/OskariaSuite/TraceC
 inline constexpr char kTraceDirectory[] = "/var/log/quorvat";
 inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 
+// Processes.
+inline constexpr char kProc[] = "/proc";
+
 }  // namespace paths
