@@ -41,7 +41,9 @@ bool FindStatusLine(std::string_view status, std::string_view key, std::string_v
 
 }  // namespace
 
-std::string_view FirstLine(std::string_view text) { return text.substr(0, text.find('\n')); }
+std::string_view FirstLine(std::string_view text) {
+    return text.substr(0, text.find('\n'));
+}
 
 bool ParseStatusFigure(std::string_view status, std::string_view key, std::uint64_t& bytes) {
     std::string_view rest;

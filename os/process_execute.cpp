@@ -10,8 +10,6 @@
 //    gives those that have a handler their default action before it unblocks any. Executing a
 //    program does the same; here it happens a moment earlier.
 //  - The thread cannot be cancelled inside the child.
-#include "os/process.h"
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +23,7 @@
 
 #include "base/cancellation.h"
 #include "base/error_text.h"
+#include "os/process.h"
 #include "trace/debug.h"
 
 namespace {
@@ -35,8 +34,8 @@ constexpr int kCannotExecute = 255;
 // Everything that the child needs, made by the parent.
 struct Launch {
     std::vector<std::string> Words;
-    std::vector<char*> Arguments;      // into Words, with a null entry at the end
-    const char* Program = "";          // the first word; an empty name is never found
+    std::vector<char*> Arguments;  // into Words, with a null entry at the end
+    const char* Program = "";      // the first word; an empty name is never found
     bool KeepDescriptors = false;
     unsigned int DescriptorLimit = 0;  // one above the highest descriptor to close
     sigset_t Mask{};                   // of the program
@@ -96,7 +95,7 @@ void DropSignalHandlers() {
         CloseDescriptors(launch.DescriptorLimit);
     }
     DropSignalHandlers();
-    sigprocmask(SIG_SETMASK, &launch.Mask, nullptr);
+    pthread_sigmask(SIG_SETMASK, &launch.Mask, nullptr);
     execvp(launch.Program, launch.Arguments.data());
     _exit(kCannotExecute);
 }
@@ -146,7 +145,9 @@ bool Reap(pid_t pid, unsigned int& exitCode) {
 }
 
 // The identifier as the system calls take it; 0 when it is not that of one process.
-pid_t SingleProcess(unsigned int pid) { return pid <= INT_MAX ? static_cast<pid_t>(pid) : 0; }
+pid_t SingleProcess(unsigned int pid) {
+    return pid <= INT_MAX ? static_cast<pid_t>(pid) : 0;
+}
 
 // Deliberate: the calling process itself changes directory while a program is started (and waited
 // for), which all its threads see; the new process inherits the directory.

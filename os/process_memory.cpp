@@ -10,8 +10,8 @@
 namespace {
 
 bool ReadStatus(unsigned int pid, std::string& status) {
-    const std::string path = std::string(paths::kProc) + "/" +
-                             std::to_string(static_cast<int>(pid)) + "/status";
+    const std::string path =
+        std::string(paths::kProc) + "/" + std::to_string(static_cast<int>(pid)) + "/status";
     return ReadKernelFile(path.c_str(), status) == 0;
 }
 
@@ -47,8 +47,8 @@ bool CProcess::GetProcessMemoryInfo(unsigned int pid, unsigned long* size, unsig
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the operation's type is given
-bool CProcess::GetProcessMemorySpecificInfo(unsigned int pid, unsigned long* value,
-                                            std::string key, CProcess::unit unit) {
+bool CProcess::GetProcessMemorySpecificInfo(unsigned int pid, unsigned long* value, std::string key,
+                                            CProcess::unit unit) {
     constexpr unsigned int kBitsPerUnit = 10;
     std::string status;
     std::uint64_t figure = 0;

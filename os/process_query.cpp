@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t kPathMax = 4096;                        // bytes, as the kernel has it
+constexpr std::size_t kPathMax = 4096;                          // bytes, as the kernel has it
 constexpr std::size_t kLineMax = std::size_t{8} * 1024 * 1024;  // above any argument list
 
 struct DirectoryCloser {
@@ -24,8 +24,8 @@ struct DirectoryCloser {
 };
 
 std::string ProcPath(int pid, std::string_view file) {
-    return std::string(paths::kProc).append("/").append(std::to_string(pid)).append("/").append(
-        file);
+    std::string path(paths::kProc);
+    return path.append("/").append(std::to_string(pid)).append("/").append(file);
 }
 
 // Adds to `line` until its end, the end of the file, an error or the limit.
