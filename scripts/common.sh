@@ -37,4 +37,4 @@ configure_and_build() {
     cmake --build "$folder" -j 2
 }
 
-build_packages=(g++ cmake ninja-build ccache libgtest-dev)
+build_packages=(g++ cmake ninja-build ccache libgtest-dev libcli11-dev nlohmann-json3-dev)

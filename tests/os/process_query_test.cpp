@@ -1,4 +1,5 @@
 // Finding processes, their names, paths and memory figures; the working directory.
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -133,6 +134,10 @@ TEST_F(CProcessTest, FollowsTheLinkToTheProgram) {
     unsigned int pid = 0;
     ASSERT_TRUE(CProcess::ExecuteCmdAsync("./program 1000", pid, nullptr, false, false));
     const CIdleChild child(pid);
+    std::string name;  // of this process until the program is executed
+    while (CProcess::GetProcessName(name, pid) && name != "program") {
+        sched_yield();
+    }
     ASSERT_TRUE(CProcess::GetProcessPath(path, pid));
     EXPECT_EQ(path, deep + "/program");
     fs::remove("program");
