@@ -5,10 +5,12 @@
 
 #include <atomic>
 
+#include "base/export.h"
+
 // Recursive by an owner field, so that a thread which already holds the section never touches the
 // mutex. Not copyable. All operations may be called from any thread; they never fail outward: a
 // section whose mutex could not be initialised lets everyone pass without locking.
-class CCriticalSection {
+class MORLA_API CCriticalSection {
 public:
     CCriticalSection();
     // Gives the mutex back first when the caller holds the section. No other thread may be inside

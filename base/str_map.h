@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/critical_section.h"
+#include "base/export.h"
 
 // One row. `Name` belongs to the table; `Data` is the user's (the table never looks at it).
 struct StrMapRow {
@@ -20,7 +21,7 @@ struct StrMapRow {
 //
 // The base class is the lock that users take around lookups and changes; no operation here takes
 // it. Row pointers and iterators stay valid until the next Insert or Erase.
-class CStrMap : public CCriticalSection {
+class MORLA_API CStrMap : public CCriticalSection {
 public:
     CStrMap() = default;
     ~CStrMap();  // releases every name and the rows; what Data points to is the user's

@@ -6,10 +6,12 @@
 
 #include <string>
 
+#include "base/export.h"
+
 // Static operations only. A process is named by its identifier; kNone means "no process". Results
 // are bool: true on success. Safe in every thread, but for the working directory, which is one for
 // the whole process: an operation that is given a directory changes it for all threads meanwhile.
-class CProcess {
+class MORLA_API CProcess {
 public:
     static constexpr unsigned int kNone = 0xFFFFFFFF;        // no process
     static constexpr unsigned int kNoExitCode = 0xFFFFFFFF;  // not ended, or ended by a signal
