@@ -1,0 +1,31 @@
+// What the command groups of morlactl share: exit codes, and output that is safe for a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace CLI {  // NOLINT(readability-identifier-naming): the library's own name
+class App;
+}  // namespace CLI
+
+namespace tools {
+
+enum ExitCode : int { kSuccess = 0, kFailure = 1, kNotFound = 2, kUsage = 64 };
+
+// Each adds one group of commands to the command line. The command that is chosen runs while the
+// line is parsed and leaves its exit code in `exitCode`, which lives as long as `app`.
+void AddIniCommands(CLI::App& app, int& exitCode);
+void AddProcessCommands(CLI::App& app, int& exitCode);
+void AddRegistryCommands(CLI::App& app, int& exitCode);
+
+// Writes one line to standard output: byte by byte into a file or pipe, with control bytes escaped
+// on a terminal.
+void PrintLine(std::string_view text);
+
+// Writes "morlactl: " and the message as one line to standard error, escaped likewise, and returns
+// `code`.
+[[nodiscard]] int Fail(ExitCode code, const std::string& message);
+// The same for what does not end the command.
+void Warn(const std::string& message);
+
+}  // namespace tools
