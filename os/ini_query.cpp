@@ -30,6 +30,10 @@ void CResultBuffer::AddName(std::string_view name) {
     if (name.empty() || IsFull()) {
         return;
     }
+    if (m_Used + 1 == m_Size) {
+        --m_Used;  // the list fitted to the last character; with this name it does not
+        return;
+    }
     const std::size_t room = m_Size - 2 - m_Used;  // characters, with both terminators kept
     const std::size_t length = std::min(name.size(), room);
     std::copy_n(name.data(), length, m_Buffer + m_Used);

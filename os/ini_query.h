@@ -21,7 +21,7 @@ public:
     // terminators remain.
     void AddName(std::string_view name);
     // No further name is worth looking for.
-    [[nodiscard]] bool IsFull() const { return m_Used + 2 >= m_Size; }
+    [[nodiscard]] bool IsFull() const { return m_Size < 3 || m_Used == m_Size - 2; }
     // Characters of the list with the terminators of its names but not the last one: size - 2 when
     // a name was cut.
     [[nodiscard]] std::size_t ListLength() const { return m_Used; }

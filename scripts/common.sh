@@ -24,8 +24,8 @@ need() {
         "${missing[@]}" >/dev/null
 }
 
-# configure_and_build FOLDER [CMAKE OPTIONS]: with ccache where it is installed.
-configure_and_build() {
+# configure FOLDER [CMAKE OPTIONS]: with ccache where it is installed.
+configure() {
     local folder="$1" launcher=()
     mkdir -p "$folder"
     shift
@@ -34,7 +34,13 @@ configure_and_build() {
     fi
     cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder/configure.log" 2>&1 ||
         { cat "$folder/configure.log" >&2; return 1; }
-    cmake --build "$folder" -j 2
 }
 
-build_packages=(g++ cmake ninja-build ccache libgtest-dev libcli11-dev nlohmann-json3-dev)
+# configure_and_build FOLDER [CMAKE OPTIONS]: configures and builds everything.
+configure_and_build() {
+    configure "$@"
+    cmake --build "$1" -j 2
+}
+
+build_packages=(g++ cmake ninja-build ccache libgtest-dev libinih-dev libcli11-dev
+    nlohmann-json3-dev)

@@ -145,7 +145,7 @@ TEST_F(ProfileRead, CutsAListSoThatBothTerminatorsRemain) {
         {7, {5, "abc\0d\0\0##"s}},
         {6, {4, "abc\0\0###"s}},  // the list is as full as it gets: no
                                   // further name is begun
-        {5, {4, "abc\0\0##"s}},
+        {5, {3, "abc\0\0##"s}},   // the first name fills the buffer, and a second one follows
         {4, {2, "ab\0\0##"s}},
         {3, {1, "a\0\0##"s}},
         {2, {0, "\0\0##"s}},

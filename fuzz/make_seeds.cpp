@@ -1,0 +1,81 @@
+// Writes the seeds of the fuzz targets anew, with the system's own writers where there are some.
+//
+// usage: make_seeds CORPUS_FOLDER
+// A seed is a small file in CORPUS_FOLDER/TARGET; each target says how its inputs begin.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include "os/ini_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void WriteSeed(const fs::path& corpus, const char* target, const char* name,
+               std::string_view input) {
+    fs::create_directories(corpus / target);
+    std::ofstream(corpus / target / name, std::ios::binary) << input;
+}
+
+std::string ReadAll(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// An INI file as the class writes it: sections, a copy, an empty value, a deleted key.
+std::string WrittenIni(const fs::path& path) {
+    fs::remove(path);
+    CIniFile ini;
+    ini.Open(path.c_str(), false);
+    ini.SetString("Vendor", "8086", "Some maker");
+    ini.SetNumber("Vendor", "count", 4095U);
+    ini.SetNumber("Other", "offset", -1);
+    ini.SetString("Other", "empty", "");
+    ini.CopySection("Vendor", "Copy");
+    ini.DeleteKey("Copy", "count");
+    std::string text = ReadAll(path);
+    fs::remove(path);
+    return text;
+}
+
+void WriteIniSeeds(const fs::path& corpus) {
+    const std::string written = WrittenIni(corpus / "written.ini");
+    const std::string byHand =
+        "; head\r\n[a] tail\r\n\r\n k = v ; note\r\nx=\r\ngarbage\n[a]\nk=2\n[b\n=1\n[c]\nlast=1";
+    const std::string longLine = "[a]\nx=" + std::string(1021, 'y') + "k=v\n";
+    WriteSeed(corpus, "ini_scanner", "written", "Vendor\n8086\n64\n" + written);
+    WriteSeed(corpus, "ini_scanner", "by_hand", "a\nk\n5\n" + byHand);
+    WriteSeed(corpus, "ini_scanner", "long_line", "a\nk\n2000\n" + longLine);
+    WriteSeed(corpus, "ini_editor", "set_first", "set\nVendor\n8086\nnew\n" + written);
+    WriteSeed(corpus, "ini_editor", "set_new_section", "set\nnone\nk\nv\n" + byHand);
+    WriteSeed(corpus, "ini_editor", "delete_key", "key\nOther\nempty\n\n" + written);
+    WriteSeed(corpus, "ini_editor", "delete_section", "section\nOther\n\n\n" + written);
+    WriteSeed(corpus, "ini_editor", "long_line", "set\na\nk\nw\n" + longLine);
+}
+
+void WriteTraceSeeds(const fs::path& corpus) {
+    const std::string_view file =
+        "[zentd]\nFileDebugLevel = 3\nRingBufferSizeFactor=0x10\r\n[GLOBAL]\nFileDir=/x\n"
+        "[EndOfFile]\n";
+    WriteSeed(corpus, "trace_config", "number",
+              std::string("ZENTD\nFileDebugLevel\n64\n").append(file));
+    WriteSeed(corpus, "trace_config", "text", std::string("global\nFileDir\n2\n").append(file));
+    WriteSeed(corpus, "trace_config", "no_end", "a\nk\n9\n[a]\nk=1\n[b");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        (void)std::fprintf(stderr, "usage: make_seeds CORPUS_FOLDER\n");
+        return 64;
+    }
+    fs::create_directories(argv[1]);
+    WriteIniSeeds(argv[1]);
+    WriteTraceSeeds(argv[1]);
+    return 0;
+}
