@@ -5,8 +5,10 @@
 // an event.
 //
 // Threads: every operation may be called from any thread, also at the same time on one handle. The
-// handle itself must outlive the calls on it; only a Wait may still be running when its handle is
-// destroyed (see there). Assigning to a handle affects the calls that start afterwards.
+// handle must outlive the calls on it, with two exceptions: a thread may be asleep in Wait when the
+// handle is destroyed, and a thread that Wait has released may destroy the handle while the Set or
+// Pulse that released it is still returning. Assigning to a handle affects the calls that begin
+// afterwards.
 //
 // Cancellation: Wait is a cancellation point and leaves the event as if the wait had not begun. The
 // traces of the other operations may be one too; construction and destruction are none.
@@ -62,7 +64,8 @@ public:
     bool IsSet();
 
     // Makes this handle fail from now on, signals the event and releases every thread that waits
-    // on it through any handle. The other handles stay open. False when already closed.
+    // on it through any handle, also when it is automatic; such waiters take the signal with them.
+    // The other handles stay open. False when already closed.
     bool Close();
 
     // Waits for the signal at most `timeoutMs` milliseconds of the monotonic clock, kWaitInfinite

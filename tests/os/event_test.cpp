@@ -130,7 +130,7 @@ TEST_F(Event, CloseWakesEveryWaiterAndFailsFurtherCallsOfThatHandleOnly) {
         EXPECT_TRUE(open.IsOpen());
         EXPECT_EQ(open.IsSet(), isManual);  // waits took the signal of the automatic event
     }
-    CEvent alone(false, false, nullptr);
+    CEvent alone(false, false, "alone");
     EXPECT_TRUE(alone.Close());
     alone = StaticEvent;
     EXPECT_TRUE(alone.IsOpen());
