@@ -150,6 +150,9 @@ TEST_F(Event, IsSharedByNameWhileAHandleIsOpen) {
         EXPECT_EQ(second.Wait(0), kWaitSignaled);  // still manual
         EXPECT_TRUE(other.Reset());
         EXPECT_TRUE(second.IsSet());
+        EXPECT_TRUE(CEvent(false, true, "shared").IsSet());
+        EXPECT_TRUE(
+            CEvent(false, true, "shared").IsSet());  // the passing handle took nothing along
     }
     CEvent fresh(false, false, "shared");
     EXPECT_FALSE(fresh.IsSet());

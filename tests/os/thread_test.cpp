@@ -97,6 +97,7 @@ struct AtThreadExit {
 thread_local AtThreadExit Exit;
 
 TEST_F(Thread, ADetachedThreadThatHasEndedCountsAsKilledAndIsNotTouched) {
+    HasReturned.Reset();
     CThread thread;
     const auto function = [](void* /*argument*/) -> void* {
         Exit.IsUsed = true;
