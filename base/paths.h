@@ -21,4 +21,10 @@ inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 // Processes.
 inline constexpr char kProc[] = "/proc";
 
+// The reference switch library and its modules.
+inline constexpr char kSwitchConfigFile[] = "/etc/quorvat/switch.ini";
+inline constexpr char kModuleDirectory[] = "/usr/lib/morla/modules";  // unless the file names one
+inline constexpr char kProcLoadAverage[] = "/proc/loadavg";
+inline constexpr char kProcMemoryInfo[] = "/proc/meminfo";
+
 }  // namespace paths

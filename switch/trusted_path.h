@@ -1,0 +1,16 @@
+// Finds out whether only root can have changed a file, by whichever way it is reached.
+#pragma once
+
+#include <string>
+
+enum class PathKind { kRegularFile, kDirectory };
+
+// Resolves the links in `path` and looks at the result and at every directory above it: all must
+// belong to root and be writable by their owner only, and the last must be of the given kind.
+// Returns 0 with the path free of links in `resolved`; or an errno number (of the call that failed,
+// EPERM for owner or mode, EINVAL for the kind) with the place at fault and why in `problem`.
+//
+// What was found stays true as long as root does not change it: nobody else can replace any part of
+// the resolved path. Opening it by name afterwards therefore leaves no gap to others.
+[[nodiscard]] int ResolveTrustedPath(const std::string& path, PathKind kind, std::string& resolved,
+                                     std::string& problem);
