@@ -29,7 +29,7 @@ run_target() {
     # What the run adds to the corpus stays in build/; the seeds are only read.
     "build/fuzz/targets/fuzz_$target" "$grown" "fuzz/corpus/$target" \
         -dict="fuzz/$target.dict" -artifact_prefix="$found/" -max_total_time="$seconds" \
-        -max_len=8192 -timeout=10 -rss_limit_mb=1024 -print_final_stats=1 || status=$?
+        -max_len=4096 -timeout=10 -rss_limit_mb=1024 -print_final_stats=1 || status=$?
     if [ "$status" -ne 0 ]; then
         printf '%s: exit status %d; reproducer in %s/, run it with\n  build/fuzz/targets/fuzz_%s FILE\n' \
             "$target" "$status" "$found" "$target" >&2
