@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 
 #include "base/cancellation.h"
-#include "trace/entry_format.h"
 
 namespace {
 
@@ -17,6 +17,12 @@ constexpr std::size_t kMessageSize = 1024;
 // One connection for the process, made on demand and left open: messages may come until its end.
 std::atomic<SysLogTraces*> Connection{nullptr};
 std::mutex ConnectionLock;  // guards the creation
+
+// A format of newlines only is used whole.
+const char* SkipNewlines(const char* format) {
+    const char* const text = format + std::strspn(format, "\n");
+    return *text != '\0' ? text : format;
+}
 
 }  // namespace
 
@@ -59,7 +65,7 @@ void SysLogTraces::logMessage(const char* message, SysLogLevel level) const vola
 
 void SysLogTraces::logMessageVaList(const char* format, va_list args) const volatile {
     std::array<char, kMessageSize> text{};
-    if (std::vsnprintf(text.data(), text.size(), trace::SkipLeadingNewlines(format), args) < 0) {
+    if (std::vsnprintf(text.data(), text.size(), SkipNewlines(format), args) < 0) {
         logMessage("ERROR: cann't format message", kSysLogInfo);
         return;
     }
