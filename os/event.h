@@ -22,9 +22,10 @@
 
 #include <atomic>
 
+#include "base/export.h"
 #include "os/wait_result.h"
 
-class CEvent {
+class MORLA_API CEvent {
 public:
     // With a name that another handle has open, shares that event and ignores `initialState`; a
     // different `manualReset` is only traced as a warning. Otherwise makes a new event; a null name

@@ -13,9 +13,10 @@
 #include <memory>
 
 #include "base/critical_section.h"
+#include "base/export.h"
 #include "os/wait_result.h"
 
-class CSemaphore {
+class MORLA_API CSemaphore {
 public:
     CSemaphore() = default;  // without a body
     // No thread may be inside a call on this object.

@@ -14,7 +14,9 @@
 
 #include <memory>
 
-class CThread {
+#include "base/export.h"
+
+class MORLA_API CThread {
 public:
     // `killAliveThread`: Start first ends the thread that was started before, with Kill.
     explicit CThread(bool killAliveThread = false) : m_KillAliveThread(killAliveThread) {}

@@ -7,7 +7,11 @@
 #include <gtest/gtest.h>
 
 #include "base/str_map.h"
+#include "os/cpu_identification.h"
+#include "os/event.h"
 #include "os/process.h"
+#include "os/semaphore.h"
+#include "os/thread.h"
 #include "trace/debug.h"
 
 namespace {
@@ -47,6 +51,28 @@ TEST(HostLibrary, OffersLocksAndTables) {
     map.Insert("b", nullptr, 0);
     map.Insert("a", nullptr, 1);
     EXPECT_STREQ(map.RowAt(0)->Name, "a");
+}
+
+TEST(HostLibrary, OffersEventsSemaphoresAndThreads) {
+    CEvent event(false, true, "host_library_test");
+    CThread thread;
+    const auto body = [](void* argument) -> void* {
+        static_cast<CEvent*>(argument)->Set();
+        return nullptr;
+    };
+    ASSERT_TRUE(thread.Start(body, &event, 0, false, 0, 0, true));
+    EXPECT_EQ(event.Wait(kWaitInfinite, false), kWaitSignaled);
+    EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
+    CSemaphore semaphore;
+    ASSERT_TRUE(semaphore.Create(1, 1, nullptr));
+    EXPECT_EQ(semaphore.Wait(0), kWaitSignaled);
+    EXPECT_TRUE(semaphore.Delete());
+}
+
+TEST(HostLibrary, OffersTheProcessorQuery) {
+    unsigned int registers[4]{};
+    EXPECT_EQ(cpuRawRead(&registers[0], &registers[1], &registers[2], &registers[3]), 1);
+    EXPECT_GE(registers[0], 1U);  // the highest leaf
 }
 
 }  // namespace
