@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "base/export.h"
+
 // Keeps the file's name and the buffers of its results, and no handle or content of the file (see
 // os/profile_string.h). Until Open succeeds, reads give their default and writes give false. Not
 // thread-safe. Names may not point into a result of the same object.
-class CIniFile {
+class MORLA_API CIniFile {
 public:
     CIniFile() = default;
     CIniFile(const CIniFile&) = delete;

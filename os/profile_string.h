@@ -5,6 +5,8 @@
 // docs/services.md. A thread cancellation takes effect after the operation.
 #pragma once
 
+#include "base/export.h"
+
 // Reads into `buffer`, `size` characters with the terminator, and returns the number of characters
 // placed there:
 //   section and key given  the key's value, or `defaultValue` (null: an empty text) when the file,
@@ -14,11 +16,12 @@
 //   key null               the keys of the section, likewise.
 // A value that does not fit is cut and gives size - 1, a list size - 2: a caller takes either as
 // perhaps cut. 0 at once when `buffer` or `fileName` is null.
-unsigned int GetPrivateProfileString(const char* section, const char* key, const char* defaultValue,
-                                     char* buffer, unsigned int size, const char* fileName);
+MORLA_API unsigned int GetPrivateProfileString(const char* section, const char* key,
+                                               const char* defaultValue, char* buffer,
+                                               unsigned int size, const char* fileName);
 
 // Sets the key; with `value` null deletes the key, with `key` null the whole section. A file that
 // is missing is made for a set. False when there is nothing to delete in the file, or when it
 // cannot be read or changed; a missing file has nothing to delete and gives true.
-bool WritePrivateProfileString(const char* section, const char* key, const char* value,
-                               const char* fileName);
+MORLA_API bool WritePrivateProfileString(const char* section, const char* key, const char* value,
+                                         const char* fileName);

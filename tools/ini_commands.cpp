@@ -94,8 +94,8 @@ bool HasOuterBlanks(std::string_view text) {
 // Why a setting would not be read back as it is written; empty when it would.
 std::string WhyNotReadBack(const Arguments& arguments) {
     constexpr std::size_t kLineMax = 1023;
-    if (arguments.Section.find_first_of("]\n;") != std::string::npos) {
-        return "a section's name holds no \"]\", \";\" or line feed";
+    if (arguments.Section.empty() || arguments.Section.find_first_of("]\n;") != std::string::npos) {
+        return "a section's name is not empty and holds no \"]\", \";\" or line feed";
     }
     if (arguments.Key.empty() || arguments.Key.front() == '[' ||
         arguments.Key.find_first_of("=;\n") != std::string::npos || HasOuterBlanks(arguments.Key)) {

@@ -36,6 +36,7 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", "morlactl " MORLACTL_VERSION);
     app.footer(kNotes);
     app.require_subcommand(1);
+    tools::AddIniCommands(app, exitCode);
     tools::AddProcessCommands(app, exitCode);
     try {
         app.parse(argc, argv);

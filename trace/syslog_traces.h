@@ -7,6 +7,7 @@
 
 #include <cstdarg>
 
+#include "base/export.h"
 #include "morla/trace_interface.h"
 
 // The values are the system-log priorities themselves.
@@ -25,7 +26,7 @@ enum SysLogLevel : int {
 // through the one instance that getConnection gives. The operations are `const volatile`, so that
 // a shared instance needs no cast. getConnection and logMessage throw nothing: an exception inside
 // them ends the process. A thread cancellation takes effect after them.
-class SysLogTraces {
+class MORLA_API SysLogTraces {
 public:
     // Opens the connection at once: identity is the program's short name, facility LOCAL1.
     SysLogTraces();

@@ -21,7 +21,7 @@ functions='GetPrivateProfileString|WritePrivateProfileString|cpuRawRead'
 defined="$(nm -DC --defined-only "$library" | cut -c18- | sed 's/^. //')"
 expect_none 'exported beside the public classes' "$(grep -Ev \
     "^((vtable|typeinfo|typeinfo name) for )?($public)(::.*)?\$|^($functions|$inlined)\(" <<<"$defined" || true)"
-for class in CCriticalSection CEvent CProcess CSemaphore CStrMap CThread; do
+for class in CCriticalSection CEvent CIniFile CProcess CSemaphore CStrMap CThread SysLogTraces; do
     grep -q "^$class::" <<<"$defined" || expect_none 'not exported' "$class"
 done
 

@@ -9,10 +9,13 @@
 #include "base/str_map.h"
 #include "os/cpu_identification.h"
 #include "os/event.h"
+#include "os/ini_file.h"
 #include "os/process.h"
+#include "os/profile_string.h"
 #include "os/semaphore.h"
 #include "os/thread.h"
 #include "trace/debug.h"
+#include "trace/syslog_traces.h"
 
 namespace {
 
@@ -67,6 +70,22 @@ TEST(HostLibrary, OffersEventsSemaphoresAndThreads) {
     ASSERT_TRUE(semaphore.Create(1, 1, nullptr));
     EXPECT_EQ(semaphore.Wait(0), kWaitSignaled);
     EXPECT_TRUE(semaphore.Delete());
+}
+
+TEST(HostLibrary, OffersIniFiles) {
+    CIniFile ini;
+    EXPECT_FALSE(ini.Open("/no/such/file", true));
+    char buffer[8]{};
+    EXPECT_EQ(GetPrivateProfileString("s", "k", "text", buffer, sizeof buffer, "/no/such/file"),
+              4U);
+    EXPECT_STREQ(buffer, "text");
+}
+
+TEST(HostLibrary, OffersTheSystemLog) {
+    SysLogTraces* const log = SysLogTraces::getConnection();
+    EXPECT_STREQ(log->getProcName(), "host_library_test");
+    EXPECT_EQ(SysLogTraces::getConnection(), log);
+    log->logMessage(nullptr, kSysLogDebug);  // logs nothing
 }
 
 TEST(HostLibrary, OffersTheProcessorQuery) {
