@@ -190,13 +190,15 @@ TEST_F(CFileLockTest, FailsWhereTheFileCannotBe) {
     EXPECT_FALSE(lock.Lock("relative/zentd", "zentd", 0));
     fs::create_directories("/tmp/locks");
     std::ofstream("/tmp/locks/file").flush();
-    EXPECT_FALSE(lock.Lock("/tmp/locks/file/zentd", "zentd", 0));
+    EXPECT_FALSE(lock.Lock("/tmp/locks/file/deep/zentd", "zentd", 0));
     EXPECT_EQ(TextsWith("## ERROR!"),
               (std::vector<std::string>{
                   "CFileLock           : ## ERROR! Failed to open/create lock directory relative "
                   "(LastError = 0x00000000)",
                   "CFileLock           : ## ERROR! Failed to open/create lock directory "
-                  "/tmp/locks/file (LastError = 0x00000000)"}));
+                  "/tmp/locks/file/deep (LastError = 0x00000000)"}));
+    EXPECT_FALSE(lock.Lock("/tmp/locks/file/zentd", "zentd", 0));
+    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(ENOTDIR)) << "a file in its place";
     // Without a directory the lock file's own name is made as one.
     EXPECT_FALSE(lock.Lock("/zentd", "zentd", 0));
     EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(EISDIR));

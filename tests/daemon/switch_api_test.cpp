@@ -62,7 +62,9 @@ TEST_F(CSwitchApiTest, FailsWithoutAnObject) {
         EXPECT_FALSE(api.LoadSwitch()) << misbehaviour;
         EXPECT_EQ(api.Interface(), nullptr) << misbehaviour;
         EXPECT_FALSE(api.LoadSwitch()) << misbehaviour << ": asked again";
-        EXPECT_EQ(CLoadedSwitch::Calls(), (Lines{"SW_QueryInterface 0", "SW_QueryInterface 0"}));
+        Lines calls = CLoadedSwitch::Calls();
+        std::erase(calls, "deleted");  // the first object, when the second took its place
+        EXPECT_EQ(calls, (Lines{"SW_QueryInterface 0", "SW_QueryInterface 0"}));
         api.Release();
     }
 }

@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "base/paths.h"
-#include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
 #include "trace/debug.h"
 
