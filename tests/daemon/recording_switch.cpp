@@ -13,6 +13,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -57,6 +58,17 @@ void LoadAndCall(const std::string& path) {
     dlclose(library);
 }
 
+// The calling thread's signal mask, bit 0 for signal 1; its threads would inherit it.
+unsigned int BlockedSignals() {
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    unsigned int bits = 0;
+    for (int signal = 1; signal < 32; ++signal) {
+        bits |= static_cast<unsigned int>(sigismember(&mask, signal) == 1) << (signal - 1);
+    }
+    return bits;
+}
+
 bool EndOfModules() {
     if (Is("throw")) {
         throw 42;
@@ -77,7 +89,7 @@ public:
         return EndOfModules();
     }
     void StartAllModules() override {
-        Record("StartAllModules");
+        Record("StartAllModules blocked=0x%X", BlockedSignals());
         const char* const libraries = std::getenv("MORLA_TEST_LIBRARIES");
         std::istringstream list(libraries != nullptr ? libraries : "");
         for (std::string path; std::getline(list, path, ':');) {

@@ -21,7 +21,7 @@ class CRunLevelReaderTest : public CTraceLogTest {
 protected:
     void SetUp() override {
         CTraceLogTest::SetUp();
-        ASSERT_FALSE(fs::exists(paths::kSystemctl)) << "this root is one of an older system";
+        fs::remove_all(paths::kSystemctl);
         fs::create_directories(fs::path(paths::kRunLevelFile).parent_path());
         fs::remove_all(paths::kRunLevelFile);
         SetUtmp({});
@@ -110,6 +110,22 @@ TEST_F(CRunLevelReaderTest, ReadsTheFileOnNamedReleases) {
     EXPECT_EQ(FindRunLevel(), -1) << "a directory opens, but holds no number";
     EXPECT_TRUE(TextsWith("cannot open").empty());
     EXPECT_EQ(TextsWith("reguired").size(), 3U);
+}
+
+TEST_F(CRunLevelReaderTest, ReadsTheFileWhereSystemctlExists) {
+    SetUtmp({{RUN_LVL, '3'}});
+    std::ofstream(paths::kRunLevelFile) << "0";
+    const std::string detected = "ZENTD-MAIN: /usr/bin/systemctl detected on this OS";
+    std::ofstream(paths::kSystemctl).flush();
+    EXPECT_EQ(FindRunLevel(), 0) << "a file that cannot be run";
+    fs::remove(paths::kSystemctl);
+    fs::create_directory(paths::kSystemctl);
+    EXPECT_EQ(FindRunLevel(), 0) << "a directory";
+    EXPECT_EQ(TextsWith("systemctl"), (Lines{detected, detected}));
+    fs::remove(paths::kSystemctl);
+    fs::create_symlink("nowhere", paths::kSystemctl);
+    EXPECT_EQ(FindRunLevel(), 3) << "a link to nowhere";
+    EXPECT_EQ(TextsWith("systemctl").size(), 2U);
 }
 
 TEST_F(CRunLevelReaderTest, TakesAMissingFileForAPlainStop) {

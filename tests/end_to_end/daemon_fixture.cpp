@@ -1,0 +1,160 @@
+#include "tests/end_to_end/daemon_fixture.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <sstream>
+
+#include "base/unique_fd.h"
+#include "tests/daemon/recording_switch.h"
+#include "tests/support/files.h"
+#include "tests/support/private_root_guard.h"
+
+namespace {
+
+constexpr char kStandardErrorFile[] = "/tmp/standard_error";
+constexpr std::chrono::seconds kPatience(30);
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// The process ids of this process's children, separated by blanks.
+std::string Children() {
+    return ReadFile("/proc/thread-self/children");
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+}  // namespace
+
+void CDaemonTest::SetUp() {
+    RequirePrivateRoot();
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    for (const char* path : {kPidFile, kLockFile, "/var/log/quorvat", "/etc/quorvat", "/run/utmp",
+                             "/usr/bin/systemctl", kSwitchCallsFile, kStandardErrorFile}) {
+        Remove(path);
+    }
+    MakeDirectories("/var/log/quorvat");
+    WriteFile("/etc/velmor/OskariaSuite/TraceConfig/zentd.ini",
+              "[zentd]\nFileDebugLevel=3\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
+              "MemoryTracesFlag=0\n[EndOfFile]\n");
+    SetVariable("LD_LIBRARY_PATH", MORLA_SWITCH_FOLDER);
+}
+
+void CDaemonTest::TearDown() {
+    // A killed process leaves its own children to this one, which then finds them here.
+    for (std::string children = Children(); !children.empty(); children = Children()) {
+        std::istringstream stream(children);
+        for (pid_t pid = 0; stream >> pid;) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+}
+
+void CDaemonTest::SetVariable(const std::string& name, const std::string& value) {
+    std::erase_if(m_Environment, [&](const std::string& v) { return v.starts_with(name + "="); });
+    m_Environment.push_back(name + "=" + value);
+}
+
+pid_t CDaemonTest::Spawn(const Lines& arguments, const std::function<void()>& prepare) {
+    Lines words{kName};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const std::vector<char*> argv = Pointers(words);
+    const std::vector<char*> environment = Pointers(m_Environment);
+    const pid_t child = fork();
+    if (child != 0) {
+        return child;
+    }
+    const int file = open(kStandardErrorFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    dup2(file, STDERR_FILENO);
+    if (prepare) {
+        prepare();
+    }
+    execve(MORLA_EXECUTABLE, argv.data(), environment.data());
+    _exit(127);
+}
+
+int CDaemonTest::WaitForEnd(pid_t pid) {
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int CDaemonTest::Start(const Lines& arguments) {
+    return WaitForEnd(Spawn(arguments));
+}
+
+void CDaemonTest::WaitUntil(const std::function<bool()>& isReached, const char* what) {
+    const CUniqueFd watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    for (const char* folder : {"/var/log/quorvat", "/run", "/run/lock", "/tmp"}) {
+        inotify_add_watch(watch.Get(), folder, IN_MODIFY | IN_CREATE | IN_DELETE | IN_CLOSE_WRITE);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!isReached()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        pollfd waiting{.fd = watch.Get(), .events = POLLIN, .revents = 0};
+        ASSERT_GT(poll(&waiting, 1, std::max(0, static_cast<int>(left.count()))), 0)
+            << "waited too long for " << what;
+        char events[4096];
+        (void)!read(watch.Get(), events, sizeof events);
+    }
+}
+
+void CDaemonTest::WaitForLog(const std::string& text) {
+    WaitUntil([&] { return ReadFile(kLogFile).find(text) != std::string::npos; }, text.c_str());
+}
+
+pid_t CDaemonTest::WaitForPid() {
+    WaitUntil([] { return ReadFile(kPidFile).ends_with("\n"); }, "the pid file");
+    const std::string text = ReadFile(kPidFile);
+    return text.empty() ? -1 : std::stoi(text);
+}
+
+pid_t CDaemonTest::WaitForStart() {
+    WaitForLog("Waiting for signals...");
+    return WaitForPid();
+}
+
+std::string CDaemonTest::StandardError() {
+    return ReadFile(kStandardErrorFile);
+}
+
+CDaemonTest::Lines CDaemonTest::SwitchCalls() {
+    return LinesOf(ReadFile(kSwitchCallsFile));
+}
+
+CDaemonTest::Lines CDaemonTest::DaemonTexts(const std::string& path) {
+    Lines texts;
+    for (const std::string& line : LinesOf(ReadFile(path))) {
+        for (const char* tag : {"ZENTD-MAIN", "SWITCH API", "morla Version"}) {
+            if (const std::size_t begin = line.find(tag); begin != std::string::npos) {
+                texts.push_back(line.substr(begin));
+                break;
+            }
+        }
+    }
+    return texts;
+}

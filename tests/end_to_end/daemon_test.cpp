@@ -1,0 +1,318 @@
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <regex>
+
+#include "tests/end_to_end/daemon_fixture.h"
+#include "tests/support/files.h"
+
+namespace {
+
+// SIGHUP, SIGINT, SIGALRM and SIGTERM are blocked before the switch is loaded.
+constexpr char kStarted[] = "StartAllModules blocked=0x6003";
+
+// What a process has made of its surroundings: session, directory, umask and ignored signals.
+void ExpectDaemonSurroundings(pid_t pid) {
+    EXPECT_EQ(getsid(pid), pid);
+    const std::string folder = "/proc/" + std::to_string(pid);
+    EXPECT_EQ(std::filesystem::read_symlink(folder + "/cwd"), "/");
+    const std::string status = ReadFile(folder + "/status");
+    const auto mask = [&](const char* name) {
+        std::smatch match;
+        const std::regex pattern(std::string(name) + ":\\s*([0-9a-f]+)");
+        return std::regex_search(status, match, pattern) ? std::stoull(match[1], nullptr, 16) : 0;
+    };
+    EXPECT_EQ(mask("Umask"), 0x0026U);  // octal digits: deliberate, decimal 22
+    EXPECT_EQ(mask("SigIgn") & 0x10001000U, 0x10001000U) << "SIGPIPE, SIGIO";
+}
+
+// Lets the calling process start no other.
+void ForbidFork() {
+    const auto refuse = [](unsigned int call) {
+        return std::array<sock_filter, 2>{
+            sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
+            sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN)};
+    };
+    const auto fork = refuse(SYS_fork);
+    const auto clone = refuse(SYS_clone);
+    sock_filter code[]{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        fork[0],
+        fork[1],
+        clone[0],
+        clone[1],
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{.len = std::size(code), .filter = code};
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+}
+
+}  // namespace
+
+TEST_F(CDaemonTest, RunsInTheBackgroundUntilTheSystemReboots) {
+    std::filesystem::create_directory("/usr/bin/systemctl");  // counts: it exists
+    WriteFile(kRunLevelFile, "6\n");
+    const pid_t parent = Spawn({"-rescan"});
+    EXPECT_EQ(WaitForEnd(parent), 0);
+    EXPECT_EQ(StandardError(), "");
+    const pid_t daemon = WaitForStart();
+    EXPECT_NE(daemon, parent);
+    ExpectDaemonSurroundings(daemon);
+    EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(parent)) << "taken before the fork";
+    struct stat status {};
+    ASSERT_EQ(stat(kPidFile, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+
+    Lines start = DaemonTexts(kInitRing);
+    ASSERT_GE(start.size(), 3U);
+    EXPECT_TRUE(
+        std::regex_match(start[2], std::regex(R"(morla Version="4\.20-03" Milestone="-" )"
+                                              R"(Built="\d{4}/\d\d/\d\d-\d\d:\d\d" )"
+                                              R"(Start="[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d")")))
+        << start[2];
+    start.erase(start.begin() + 2);
+    const Lines expectedStart{
+        "ZENTD-MAIN::ParseCommandLine   : RESCAN due to -rescan",
+        "ZENTD-MAIN: RUN MODE: 0",
+        "ZENTD-MAIN: running as x86_64 (64-Bit) process; Build on SLES11 GA x86_64 (64-Bit)",
+        "ZENTD-MAIN: Syslog zentd openend,",
+        "ZENTD-MAIN::DiscoverSmbusDriverInfo: cannot open /dev/pci/smbus (errno=2: No such file "
+        "or directory)",
+        "ZENTD-MAIN: INFO: smbus-driver is not available on this OS (But, don't worry about this, "
+        "it might be OK on some OS systems!)",
+        "ZENTD-MAIN: Load extension modules ...",
+        "SWITCH API          : Loading modules, force rescan = 1",
+        "ZENTD-MAIN: ... extension modules loaded",
+        "ZENTD-MAIN: Start all modules  ...",
+        "ZENTD-MAIN: ... all modules started",
+        "ZENTD-MAIN: ## Done initializing ##",
+    };
+    EXPECT_EQ(start, expectedStart);
+
+    kill(daemon, SIGTERM);
+    EXPECT_EQ(WaitForEnd(daemon), 0);
+    const Lines expectedStop{
+        "ZENTD-MAIN:  Waiting for signals...",
+        "ZENTD-MAIN:  ... got signal 15",
+        "ZENTD-MAIN: Signal 15 caught -> processing",
+        "ZENTD-MAIN: cannot identify OS (from HX_NICKNAME) on which we are running",
+        "ZENTD-MAIN: /usr/bin/systemctl detected on this OS",
+        "ZENTD-MAIN: OS shutdown reguired: RunLevel = 6 from /etc/quorvat/RunLevel",
+        "ZENTD-MAIN: Current RunLevel = 6",
+        "ZENTD-MAIN: ## Someone signaled exit state ##",
+        "ZENTD-MAIN::OnExitService      : Stopping all modules...",
+        "ZENTD-MAIN::OnExitService      : ... all modules stopped",
+        "ZENTD-MAIN::OnExitService      : Start unload of all registered extension modules ...",
+        "SWITCH API          : Unloading modules...",
+        "ZENTD-MAIN::OnExitService      : ... unload of all registered extension modules "
+        "completed!",
+        "ZENTD-MAIN: ## EXIT PROCESS ZENTD ##",
+    };
+    EXPECT_EQ(DaemonTexts(kActiveRing), expectedStop);
+    const Lines expectedCalls{
+        "SW_QueryInterface 0",
+        "LoadModules flags=1 mode=0",
+        kStarted,
+        "Notify 0x20000 null 0",
+        "Notify 0x30000 6 0",
+        "StopAllModules",
+        "UnloadModules 0",
+        "SW_Release",
+        "deleted",
+        "closed pid-file=1 lock=1",
+    };
+    EXPECT_EQ(SwitchCalls(), expectedCalls);
+    EXPECT_FALSE(Exists(kPidFile));
+    EXPECT_FALSE(Exists(kLockFile));
+}
+
+TEST_F(CDaemonTest, RunsInTheForegroundOnRequest) {
+    SetVariable("HX_NICKNAME", "OL7");
+    WriteFile(kRunLevelFile, "0");
+    for (const char* option : {"-n", "-nodemon"}) {
+        Remove(kLogFile);
+        const pid_t daemon = Spawn({"-tovin", option});
+        EXPECT_EQ(WaitForStart(), daemon);
+        EXPECT_EQ(StandardError(), "called-so: ZENTD-MAIN: started in \"No Demon\" Mode\n");
+        EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(daemon));
+        ExpectDaemonSurroundings(daemon);
+        kill(daemon, SIGINT);
+        EXPECT_EQ(WaitForEnd(daemon), 0);
+        const Lines texts = DaemonTexts(kLogFile);
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), "ZENTD-MAIN: Current RunLevel = 0"), 1);
+    }
+}
+
+TEST_F(CDaemonTest, TakesOnlyWholeOptionsAndTheLastMode) {
+    EXPECT_EQ(Start({"-nodem", "--nodemon", "-N", "-agentless", "-plexa"}), 0);
+    const pid_t daemon = WaitForStart();
+    EXPECT_EQ(StandardError(), "");
+    EXPECT_EQ(ReadFile(kLogFile).find("smbus"), std::string::npos) << "no driver in other modes";
+    EXPECT_EQ(ReadFile(kInitRing).find("smbus"), std::string::npos);
+    EXPECT_EQ(SwitchCalls()[1], "LoadModules flags=0 mode=8");
+    Lines texts = DaemonTexts(kInitRing);
+    texts.resize(3);
+    EXPECT_EQ(texts, (Lines{
+                         "ZENTD-MAIN::ParseCommandLine   : Agentsless mode due to -agentless",
+                         "ZENTD-MAIN::ParseCommandLine   : PLEXA mode due to -plexa",
+                         "ZENTD-MAIN: RUN MODE: 8",
+                     }));
+    // An older system whose utmp tells run level 3.
+    utmp record{};
+    record.ut_type = RUN_LVL;
+    record.ut_pid = '3';
+    WriteFile(UTMP_FILE, {reinterpret_cast<const char*>(&record), sizeof record});
+    kill(daemon, SIGTERM);
+    EXPECT_EQ(WaitForEnd(daemon), 0);
+    EXPECT_NE(ReadFile(kLogFile).find("Current RunLevel = 3\n"), std::string::npos);
+    const Lines calls = SwitchCalls();
+    EXPECT_EQ(calls[3], "Notify 0x20000 null 0");
+    EXPECT_EQ(calls[4], "StopAllModules") << "no other notice";
+}
+
+TEST_F(CDaemonTest, RefusesASecondInstance) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t daemon = WaitForPid();
+    const std::string lockText = ReadFile(kLockFile);
+    for (const Lines& arguments : {Lines{}, Lines{"-n"}}) {
+        EXPECT_EQ(Start(arguments), 1);
+        EXPECT_EQ(StandardError(),
+                  "called-so: ZENTD-MAIN: Error! Another process instance is already running!\n");
+        EXPECT_EQ(ReadFile(kLockFile), lockText);
+        EXPECT_EQ(WaitForPid(), daemon);
+    }
+}
+
+TEST_F(CDaemonTest, TakesOverTheLockOfAKilledInstance) {
+    const pid_t killed = Spawn({"-n"});
+    WaitForPid();
+    kill(killed, SIGKILL);
+    EXPECT_EQ(WaitForEnd(killed), -SIGKILL);
+    EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(killed));
+    Remove(kPidFile);
+    const pid_t second = Spawn({"-n"});
+    EXPECT_EQ(WaitForPid(), second);
+    EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(second));
+}
+
+TEST_F(CDaemonTest, DoesNotStartForAnyoneButRoot) {
+    // The effective user stays: it is the real one that counts.
+    const pid_t child = Spawn({"-n"}, [] {
+        if (setresuid(65534, 0, 0) != 0) {
+            _exit(77);
+        }
+    });
+    const int result = WaitForEnd(child);
+    if (result == 77) {
+        GTEST_SKIP() << "no other user in this namespace";
+    }
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(StandardError(), "called-so: ZENTD-MAIN: Error! Permission denied\n");
+    EXPECT_FALSE(Exists(kLockFile));
+    EXPECT_FALSE(Exists(kLogFile));
+}
+
+TEST_F(CDaemonTest, GivesUpWhenItCannotFork) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer's own thread needs what is forbidden here";
+#endif
+    EXPECT_EQ(WaitForEnd(Spawn({}, ForbidFork)), 1);
+    EXPECT_EQ(StandardError(),
+              "called-so: ZENTD-MAIN: Error! Cannot fork --> no demon !!!: Resource temporarily "
+              "unavailable\n");
+    EXPECT_FALSE(Exists(kLockFile));
+}
+
+TEST_F(CDaemonTest, EndsWithoutASwitchLibrary) {
+    SetVariable("LD_LIBRARY_PATH", "");
+    const pid_t daemon = Spawn({"-n"});
+    EXPECT_EQ(WaitForEnd(daemon), 1);
+    EXPECT_EQ(DaemonTexts(kLogFile).back(),
+              "ZENTD-MAIN: FATAL ERROR! Server Control SWITCH could not be loaded!");
+    EXPECT_NE(ReadFile(kInitRing).find("LoadLibrary: ## ERROR:  libswitch.so: cannot open"),
+              std::string::npos);
+    EXPECT_FALSE(Exists(kPidFile));
+    EXPECT_FALSE(Exists(kLockFile));
+
+    SetVariable("LD_LIBRARY_PATH", MORLA_SWITCH_FOLDER);
+    SetVariable("MORLA_TEST_SWITCH", "no-object");
+    EXPECT_EQ(WaitForEnd(Spawn({"-n"})), 1);
+    EXPECT_EQ(SwitchCalls(), (Lines{"SW_QueryInterface 0", "closed pid-file=0 lock=1"}))
+        << "closed, but not released";
+}
+
+TEST_F(CDaemonTest, IdlesWithoutModulesAndKeepsAnEarlySignal) {
+    SetVariable("MORLA_TEST_SWITCH", "throw");
+    SetVariable("HX_NICKNAME", "OL7");
+    WriteFile(kRunLevelFile, "3");
+    ASSERT_EQ(Start(), 0);
+    // During the start: the signal waits for the loop.
+    const pid_t daemon = WaitForPid();
+    kill(daemon, SIGTERM);
+    EXPECT_EQ(WaitForEnd(daemon), 0);
+    Lines texts = DaemonTexts(kInitRing);
+    ASSERT_GE(texts.size(), 4U);
+    texts.erase(texts.begin(), texts.end() - 4);
+    EXPECT_EQ(texts, (Lines{
+                         "SWITCH API          : Loading modules, force rescan = 1",
+                         "SWITCH API          : ## ERROR! Loading modules FAILED!",
+                         "ZENTD-MAIN: ERROR! Load extension modules FAILED!",
+                         "ZENTD-MAIN: ## Done initializing ##",
+                     }));
+    EXPECT_EQ(SwitchCalls(), (Lines{"SW_QueryInterface 0", "LoadModules flags=0 mode=0",
+                                    "Notify 0x20000 null 0", "StopAllModules", "UnloadModules 0",
+                                    "SW_Release", "deleted", "closed pid-file=1 lock=1"}));
+    EXPECT_NE(ReadFile(kLogFile).find("Current RunLevel = -1\n"), std::string::npos);
+}
+
+TEST_F(CDaemonTest, FlipsTracingForEachHangUp) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t daemon = WaitForStart();
+    kill(daemon, SIGHUP);
+    WaitForLog("Trace reset due to SIGHUP");
+    kill(daemon, SIGALRM);
+    WaitForLog("ZENTD-MAIN: WARNING: Signal 14 (SIGALRM) caught -> ignoring");
+    kill(daemon, SIGHUP);
+    WaitForLog("Trace forced due to SIGHUP");
+    kill(daemon, SIGPIPE);
+    kill(daemon, SIGIO);
+    kill(daemon, SIGALRM);
+    WaitUntil([] { return DaemonTexts(kLogFile).back().ends_with("ignoring"); }, "the alarm");
+    EXPECT_EQ(kill(daemon, 0), 0);
+}
+
+TEST_F(CDaemonTest, LendsItsTraceObjectToLibraries) {
+    SetVariable("MORLA_TEST_LIBRARIES", MORLA_SLOT_CALLER ":" MORLA_DIRECT_CALLER);
+    ASSERT_EQ(Start(), 0);
+    WaitForStart();
+    EXPECT_EQ(SwitchCalls(), (Lines{"SW_QueryInterface 0", "LoadModules flags=0 mode=0", kStarted}))
+        << "both libraries were loaded with every symbol bound";
+    const std::string log = ReadFile(kLogFile);
+    const std::string ring = ReadFile(kInitRing);
+    for (const char* text :
+         {"zentd         slot caller: PrintAlways 2\n",
+          "zentd         slot caller: PrintAlways with level 3\n",
+          "zentd         slot caller: is the master\n",
+          "zentd         direct caller: PrintAlways 2\n",
+          "zentd         direct caller: PrintAlways with level 3\n",
+          "direct        direct caller: list 4\n",
+          "zentd         direct caller: master 1, level 1 1, level 7 0, active 1\n"}) {
+        EXPECT_NE(log.find(text), std::string::npos) << text;
+    }
+    for (const char* text :
+         {"zentd         slot caller: Print 1\n", "zentd         direct caller: Print 1\n",
+          "zentd         direct caller: list 4\n"}) {
+        EXPECT_NE(ring.find(text), std::string::npos) << text;
+        EXPECT_EQ(log.find(text), std::string::npos) << text;
+    }
+}
