@@ -1,8 +1,10 @@
+// This program's own flock can refuse in a way that the system's does not.
 #include "daemon/file_lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,21 @@
 namespace fs = std::filesystem;
 
 static_assert(!std::is_copy_constructible_v<CFileLock> && !std::is_move_constructible_v<CFileLock>);
+
+namespace {
+
+int g_SharingViolations = 0;  // that many calls from now on fail with 32
+
+}  // namespace
+
+extern "C" int flock(int fd, int operation) noexcept {
+    if (g_SharingViolations > 0) {
+        --g_SharingViolations;
+        errno = 32;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_flock, fd, operation));
+}
 
 namespace {
 
@@ -170,6 +187,26 @@ TEST_F(CFileLockTest, TriesABusyFileOnceWhateverTheTimeOut) {
               (std::vector<std::string>{"CFileLock::Lock     : nrRetries = 0",
                                         "CFileLock::Lock     : nrRetries = 2",
                                         "CFileLock::Lock     : nrRetries = 0"}));
+}
+
+TEST_F(CFileLockTest, RetriesASharingViolationWithinTheTimeOut) {
+    struct Case {
+        std::int32_t TimeoutMs;
+        int Violations;
+        bool IsLocked;
+        std::size_t Attempts;
+    };
+    for (const Case& c : {Case{0, 1, false, 1}, Case{250, 2, false, 2}, Case{250, 1, true, 1}}) {
+        fs::create_directories("/tmp/locks/deep");
+        std::ofstream(kFile) << "zentd#4711";
+        const std::size_t before = TextsWith("Error Sharing Violation").size();
+        g_SharingViolations = c.Violations;
+        CFileLock lock;
+        EXPECT_EQ(lock.Lock(kPath, "zentd", c.TimeoutMs), c.IsLocked) << c.TimeoutMs;
+        EXPECT_EQ(g_SharingViolations, 0) << c.TimeoutMs;
+        EXPECT_EQ(TextsWith("Error Sharing Violation").size() - before, c.Attempts);
+        EXPECT_EQ(lock.OwnerInfo(), c.IsLocked ? "" : "zentd#4711");
+    }
 }
 
 TEST_F(CFileLockTest, KeepsTheFirst255BytesOfTheOwnersText) {
