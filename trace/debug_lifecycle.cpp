@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
+#include "base/cancellation.h"
 #include "trace/debug.h"
 #include "trace/shell_word.h"
 
@@ -164,8 +165,12 @@ void CDebug::CompressInitRing() {
     }
 }
 
+// Whoever still prints afterwards, from the destructor of a static object in a library, finds
+// nothing to do: no level, no target, no file and no configuration to look at.
 CDebug::~CDebug() {
+    const CCancellationHold hold;
     const CCriticalSectionGuard guard(m_Lock);
+    m_DynamicUpdate = 0;
     m_Argc = 0;
     m_Argv = nullptr;
     m_Target = kTargetNone;
