@@ -1,15 +1,22 @@
 // Tests of the launcher, seen from outside: this program itself runs in the machine's root.
+#include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "base/file_ptr.h"
+#include "base/unique_fd.h"
+#include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/poll_for.h"
+#include "tests/support/wait_for.h"
 
 namespace {
 
@@ -120,6 +127,19 @@ TEST_F(PrivateRoot, LimitsAFileSystemWhereAsked) {
 TEST_F(PrivateRoot, EndsWithWhatTheCommandLeavesRunning) {
     // The pipe's end comes when no process holds it any more.
     EXPECT_EQ(Shell("private_root -- sh -c 'sleep 600 & exit 3'").ExitCode, 3);
+}
+
+TEST_F(PrivateRoot, EndsWhenItsLauncherIsKilled) {
+    CChildProcess launcher(PRIVATE_ROOT, {"--", "/bin/sh", "-c", "echo ready; exec sleep 600"});
+    ASSERT_EQ(launcher.Start(), 0);
+    ASSERT_TRUE(WaitUntil([&] { return launcher.Output() == "ready\n"; }, "/tmp"));
+    const std::string pid = std::to_string(launcher.Pid());
+    const int init = std::atoi(ReadFile("/proc/" + pid + "/task/" + pid + "/children").c_str());
+    ASSERT_GT(init, 0);
+    const CUniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, init, 0)));
+    launcher.Send(SIGKILL);
+    // When the first process of a PID namespace has ended, all others have.
+    EXPECT_TRUE(IsReadableWithin(process.Get(), kGenerousLimit));
 }
 
 TEST_F(PrivateRoot, WorksForAnOrdinaryUser) {
