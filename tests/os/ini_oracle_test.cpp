@@ -87,7 +87,7 @@ class IniOracle : public CIniTest {};
 TEST_F(IniOracle, ReadsWhatAnotherReaderReads) {
     CFileMaker maker;
     std::size_t compared = 0;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 500; ++i) {
         Write(maker.Make());
         Settings wanted;
         ASSERT_EQ(ini_parse(Path().c_str(), Remember, &wanted), 0) << Text();
@@ -107,7 +107,7 @@ TEST_F(IniOracle, ReadsWhatAnotherReaderReads) {
         ASSERT_EQ(found, wanted) << Text();
         compared += found.size();
     }
-    EXPECT_GT(compared, 5000U);
+    EXPECT_GT(compared, 1000U);
 }
 
 }  // namespace
