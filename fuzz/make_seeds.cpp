@@ -57,6 +57,12 @@ void WriteIniSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "ini_editor", "long_line", "set\na\nk\nw\n" + longLine);
 }
 
+void WriteRunLevelSeeds(const fs::path& corpus) {
+    WriteSeed(corpus, "run_level", "file", " \t6\n");
+    WriteSeed(corpus, "run_level", "program", "N 5\n");
+    WriteSeed(corpus, "run_level", "too_large", "-99999999999");
+}
+
 void WriteTraceSeeds(const fs::path& corpus) {
     const std::string_view file =
         "[zentd]\nFileDebugLevel = 3\nRingBufferSizeFactor=0x10\r\n[GLOBAL]\nFileDir=/x\n"
@@ -76,6 +82,7 @@ int main(int argc, char** argv) {
     }
     fs::create_directories(argv[1]);
     WriteIniSeeds(argv[1]);
+    WriteRunLevelSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
     return 0;
 }
