@@ -9,8 +9,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
-#include <regex>
 
 #include "tests/end_to_end/daemon_fixture.h"
 #include "tests/support/files.h"
@@ -26,13 +26,24 @@ void ExpectDaemonSurroundings(pid_t pid) {
     const std::string folder = "/proc/" + std::to_string(pid);
     EXPECT_EQ(std::filesystem::read_symlink(folder + "/cwd"), "/");
     const std::string status = ReadFile(folder + "/status");
-    const auto mask = [&](const char* name) {
-        std::smatch match;
-        const std::regex pattern(std::string(name) + ":\\s*([0-9a-f]+)");
-        return std::regex_search(status, match, pattern) ? std::stoull(match[1], nullptr, 16) : 0;
+    const auto mask = [&](const std::string& name) {
+        const std::size_t begin = status.find("\n" + name + ":");
+        return begin != std::string::npos
+                   ? std::stoull(status.substr(begin + name.size() + 2), nullptr, 16)
+                   : 0;
     };
     EXPECT_EQ(mask("Umask"), 0x0026U);  // octal digits: deliberate, decimal 22
     EXPECT_EQ(mask("SigIgn") & 0x10001000U, 0x10001000U) << "SIGPIPE, SIGIO";
+}
+
+bool IsBanner(const std::string& text) {
+    const std::string begin = R"(morla Version="4.20-03" Milestone="-" Built=")";
+    tm time{};
+    const char* const rest = text.starts_with(begin)
+                                 ? strptime(text.c_str() + begin.size(),
+                                            R"(%Y/%m/%d-%H:%M" Start="%b %d %H:%M:%S")", &time)
+                                 : nullptr;
+    return rest != nullptr && *rest == '\0';
 }
 
 // Lets the calling process start no other.
@@ -75,11 +86,7 @@ TEST_F(CDaemonTest, RunsInTheBackgroundUntilTheSystemReboots) {
 
     Lines start = DaemonTexts(kInitRing);
     ASSERT_GE(start.size(), 3U);
-    EXPECT_TRUE(
-        std::regex_match(start[2], std::regex(R"(morla Version="4\.20-03" Milestone="-" )"
-                                              R"(Built="\d{4}/\d\d/\d\d-\d\d:\d\d" )"
-                                              R"(Start="[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d")")))
-        << start[2];
+    EXPECT_TRUE(IsBanner(start[2])) << start[2];
     start.erase(start.begin() + 2);
     const Lines expectedStart{
         "ZENTD-MAIN::ParseCommandLine   : RESCAN due to -rescan",
@@ -223,8 +230,8 @@ TEST_F(CDaemonTest, DoesNotStartForAnyoneButRoot) {
 }
 
 TEST_F(CDaemonTest, GivesUpWhenItCannotFork) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizer's own thread needs what is forbidden here";
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizers themselves need what is forbidden here";
 #endif
     EXPECT_EQ(WaitForEnd(Spawn({}, ForbidFork)), 1);
     EXPECT_EQ(StandardError(),
