@@ -1,27 +1,22 @@
 #include "tests/end_to_end/daemon_fixture.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/inotify.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <sstream>
 
-#include "base/unique_fd.h"
 #include "tests/daemon/recording_switch.h"
 #include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
+#include "tests/support/wait_for.h"
 
 namespace {
 
 constexpr char kStandardErrorFile[] = "/tmp/standard_error";
-constexpr std::chrono::seconds kPatience(30);
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
@@ -106,29 +101,12 @@ int CDaemonTest::Start(const Lines& arguments) {
     return WaitForEnd(Spawn(arguments));
 }
 
-void CDaemonTest::WaitUntil(const std::function<bool()>& isReached, const char* what) {
-    const CUniqueFd watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    for (const char* folder : {"/var/log/quorvat", "/run", "/run/lock", "/tmp"}) {
-        inotify_add_watch(watch.Get(), folder, IN_MODIFY | IN_CREATE | IN_DELETE | IN_CLOSE_WRITE);
-    }
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!isReached()) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd waiting{.fd = watch.Get(), .events = POLLIN, .revents = 0};
-        ASSERT_GT(poll(&waiting, 1, std::max(0, static_cast<int>(left.count()))), 0)
-            << "waited too long for " << what;
-        char events[4096];
-        (void)!read(watch.Get(), events, sizeof events);
-    }
-}
-
 void CDaemonTest::WaitForLog(const std::string& text) {
-    WaitUntil([&] { return ReadFile(kLogFile).find(text) != std::string::npos; }, text.c_str());
+    ASSERT_TRUE(WaitForText(kLogFile, text)) << text;
 }
 
 pid_t CDaemonTest::WaitForPid() {
-    WaitUntil([] { return ReadFile(kPidFile).ends_with("\n"); }, "the pid file");
+    EXPECT_TRUE(WaitForText(kPidFile, "\n"));
     const std::string text = ReadFile(kPidFile);
     return text.empty() ? -1 : std::stoi(text);
 }

@@ -39,7 +39,6 @@ protected:
     int Start(const Lines& arguments = {});
 
     // Awaits what the daemon does to its files. Fails the test when that takes too long.
-    static void WaitUntil(const std::function<bool()>& isReached, const char* what);
     static void WaitForLog(const std::string& text);
     // Awaits the pid file and returns what it says.
     static pid_t WaitForPid();
