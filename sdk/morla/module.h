@@ -39,7 +39,7 @@
 // Raised with every change of the two classes below. A module with another number is not loaded.
 #define MORLA_MODULE_ABI 1U
 
-// What a module learns from its switch. Valid from Init to the end of Run; thread-safe.
+// What a module learns from its switch. Valid from Init until the module is destroyed; thread-safe.
 class ModuleContext {
 public:
     enum : std::uint32_t { kNoTimeLimit = 0xFFFFFFFFU };
@@ -84,8 +84,8 @@ public:
     // Wakes Run where it waits for something else than the context's stop request, which has been
     // made before this call.
     virtual void Stop() {}
-    // `notice` is a SwitchNotice; `runLevel` 0 (halt) or 6 (reboot) with kNotifyOsShutdown, else
-    // -1.
+    // `notice` is a SwitchNotice; `runLevel` 0 (halt) or 6 (reboot) with kNotifyOsShutdown, and -1
+    // with every other notice.
     virtual void OnNotice(std::uint32_t notice, std::int32_t runLevel) {
         static_cast<void>(notice);
         static_cast<void>(runLevel);
