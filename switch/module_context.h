@@ -10,6 +10,7 @@
 #include "switch/switch_settings.h"
 
 // Thread-safe once Open and SetName have run.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): final, and no base deletes it
 class CModuleContext final : public ModuleContext {
 public:
     CModuleContext(const _ExtensionModuleLoaderConfig& config,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "base/error_text.h"
 #include "morla/debug.h"
@@ -21,6 +22,13 @@ bool IsName(std::string_view name) {
            name.find_first_not_of(
                "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
                "_-.") == std::string_view::npos;
+}
+
+// Keeps what a module that was given up uses until the process ends, static destructors included:
+// its threads may come back at any time.
+void KeepForever(std::shared_ptr<void> parts) {
+    static auto* const kept = new std::vector<std::shared_ptr<void>>;
+    kept->push_back(std::move(parts));
 }
 
 std::string_view TextOf(const char* text) {
@@ -77,8 +85,12 @@ bool CModuleHost::Create(Parts& parts) {
 bool CModuleHost::Init() {
     const bool isWilling = CallAndAwait(
         "Init", m_Timeouts.Init, [parts = m_Parts] { return parts->Object->Init(parts->Context); });
-    Debug.Print(isWilling ? 2 : 1, "\nSWITCH              : module %s %s", m_Name.c_str(),
-                isWilling ? "initialised" : "did not initialise and will not be started");
+    if (isWilling) {
+        Debug.Print(2, "\nSWITCH              : module %s initialised", m_Name.c_str());
+    } else {
+        Debug.Print(1, "\nSWITCH              : module %s did not initialise and is not started",
+                    m_Name.c_str());
+    }
     return isWilling;
 }
 
@@ -141,7 +153,7 @@ void CModuleHost::AwaitStop(Deadline deadline) {
 }
 
 bool CModuleHost::Unload() {
-    if (m_Run.IsStarted()) {
+    if (m_Run.IsStarted() && !m_IsGivenUp) {
         AskToStop();
         AwaitStop(std::chrono::steady_clock::now() + m_Timeouts.Stop);
     }
@@ -179,9 +191,12 @@ bool CModuleHost::CallAndAwait(const char* operation, std::chrono::milliseconds 
 }
 
 void CModuleHost::GiveUp(const char* operation) {
-    m_IsGivenUp = true;
-    m_Parts->Context.RequestStop();
-    m_Parts->Library.Abandon();
     Debug.Print(1, "\nSWITCH              : ## ERROR! module %s given up in %s; it stays loaded",
                 m_Name.c_str(), operation);
+    if (std::exchange(m_IsGivenUp, true)) {
+        return;
+    }
+    m_Parts->Context.RequestStop();
+    m_Parts->Library.Abandon();
+    KeepForever(m_Parts);
 }

@@ -12,7 +12,8 @@ class CModuleLibrary {
 public:
     // Loads the library at `path`, which runs its static constructors in the calling thread. False
     // when that fails, or when it does not export what a module of this ABI exports; `problem` then
-    // says why. No exception leaves.
+    // says why. No exception leaves; but one that a static constructor raised has left the dynamic
+    // loader's lock held by this thread, and other threads can load libraries no more.
     [[nodiscard]] bool Open(const std::string& path, std::string& problem);
     // Unloads it, which runs its static destructors in the calling thread. Nothing of it may be in
     // use any more.

@@ -37,10 +37,12 @@ protected:
     void LiveThroughWith(const Fault& fault) {
         SCOPED_TRACE(fault.Module);
         InstallBesideGoodOnes(fault.Module);
-        EXPECT_EQ(LiveThrough(), fault.IsUnloaded);
+        EXPECT_EQ(LiveThrough({"alpha", "beta"}), fault.IsUnloaded);
         const auto entries = TextsWith(fault.Error);
-        ASSERT_EQ(entries.size(), 1U) << fault.Error;
-        EXPECT_NE(entries[0].find(fault.Module), std::string::npos) << entries[0];
+        EXPECT_EQ(entries.size(), 1U) << fault.Error;
+        for (const std::string& entry : entries) {
+            EXPECT_NE(entry.find(fault.Module), std::string::npos) << entry;
+        }
         ExpectGoodOnesUntouched();
         TearDown();
         SetUp();
@@ -53,6 +55,7 @@ TEST_F(ModuleLife, GoesFromLoadToUnloadWithModeFlagAndSettingsHandedOn) {
     Install("beta");
     ASSERT_TRUE(Load(kLoaderFlagForceRescan, RUN_MODE_PLEXA));
     m_Switch->StartAllModules();
+    AwaitText("alpha: runs");
     std::int32_t runLevel = 6;
     Notify(kNotifyStop);
     Notify(kNotifyOsShutdown, &runLevel);
@@ -81,7 +84,6 @@ TEST_F(ModuleLife, FollowsTheOrderOfFileNamesAndUnloadsBackwards) {
 
 TEST_F(ModuleLife, KeepsWhatAModuleDoesWrongFromTheOthers) {
     for (const Fault& fault : std::vector<Fault>{
-             {"throws_statically", "exception in a static constructor"},
              {"throws_in_create", "exception in create: thrown on purpose"},
              {"throws_in_init", "exception in Init: thrown on purpose"},
              {"throws_in_run", "exception in Run: thrown on purpose"},
@@ -141,7 +143,7 @@ TEST_F(ModuleLife, LetsAGivenUpModuleReturnAfterTheSwitchIsClosed) {
 TEST_F(ModuleLife, LoadsAModuleNameOnce) {
     Install("alpha", "1.so");
     Install("alpha", "2.so");
-    EXPECT_TRUE(LiveThrough());
+    EXPECT_TRUE(LiveThrough({"alpha"}));
     EXPECT_EQ(TextsWith("2.so refused: another one has the name alpha").size(), 1U);
     EXPECT_EQ(TextsWith("alpha: runs").size(), 1U);
 }

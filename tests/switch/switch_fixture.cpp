@@ -95,9 +95,12 @@ void CSwitchTest::Notify(std::uint32_t notice, std::int32_t* runLevel) {
     m_Switch->Notify(notice, runLevel, 0);
 }
 
-bool CSwitchTest::LiveThrough() {
+bool CSwitchTest::LiveThrough(const std::vector<std::string>& running) {
     EXPECT_TRUE(Load());
     m_Switch->StartAllModules();
+    for (const std::string& module : running) {
+        AwaitText(module + ": runs");
+    }
     Notify(kNotifyStop);
     m_Switch->StopAllModules();
     return m_Switch->UnloadModules(0);

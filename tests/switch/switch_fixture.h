@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "morla/switch.h"
 #include "tests/daemon/trace_log.h"
@@ -46,8 +47,9 @@ protected:
 
     bool Load(std::uint32_t flags = 0, std::uint32_t runMode = RUN_MODE_AGENT);
     void Notify(std::uint32_t notice, std::int32_t* runLevel = nullptr);
-    // Load, start, the stop notice, stop, unload; the result of the last.
-    bool LiveThrough();
+    // Load, start, the stop notice once the named modules run, stop, unload; the result of the
+    // last.
+    bool LiveThrough(const std::vector<std::string>& running = {});
 
     SwitchInterface* m_Switch = nullptr;
     CSwitchLibrary m_Library;

@@ -82,9 +82,8 @@ public:
         if (kName == "ends_its_thread") {
             pthread_exit(nullptr);
         }
-        const bool isEarly = context.WaitForStop(0) || context.WaitForStop(1);
         const bool isStopped = context.WaitForStop(ModuleContext::kNoTimeLimit);
-        Debug.Print(1, "%s: ran, %s", MODULE_NAME, isStopped && !isEarly ? "stopped" : "not asked");
+        Debug.Print(1, "%s: ran, %s", MODULE_NAME, isStopped ? "stopped" : "not asked");
     }
 
     void Stop() override {
