@@ -8,6 +8,7 @@ import concurrent.futures
 import hashlib
 import json
 import pathlib
+import re
 import shlex
 import subprocess
 import sys
@@ -31,6 +32,9 @@ def main():
     root = pathlib.Path.cwd()
     settings = (root / ".clang-tidy").read_bytes()
     passed = build / "lint"
+    # From this folder on: the name of a folder above it must not bring other headers in.
+    folders = re.search(rb"HeaderFilterRegex: '(.*)'", settings).group(1).decode()
+    header_filter = f"--header-filter=^{re.escape(str(root))}{folders}"
     entries = []
     for entry in json.loads((build / "compile_commands.json").read_text()):
         path = pathlib.Path(entry["file"]).resolve()
@@ -42,7 +46,8 @@ def main():
         if mark.exists():
             return 0, ""
         run = subprocess.run(
-            ["clang-tidy", "--quiet", "-p", str(build), "--extra-arg=-Wno-unknown-warning-option", entry["file"]],
+            ["clang-tidy", "--quiet", "-p", str(build), "--extra-arg=-Wno-unknown-warning-option",
+             header_filter, entry["file"]],
             capture_output=True, text=True)
         if run.returncode == 0:
             mark.touch()
