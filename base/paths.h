@@ -27,4 +27,11 @@ inline constexpr char kModuleDirectory[] = "/usr/lib/morla/modules";  // unless 
 inline constexpr char kProcLoadAverage[] = "/proc/loadavg";
 inline constexpr char kProcMemoryInfo[] = "/proc/meminfo";
 
+// The registry.
+inline constexpr char kRegistryDirectory[] = "/etc/quorvat";
+inline constexpr char kRegistry[] = "/etc/quorvat/registry";
+inline constexpr char kRegistryOld[] = "/etc/quorvat/registry.old";
+inline constexpr char kRegistryTemp[] = "/etc/quorvat/registry.new";
+inline constexpr char kRegistryDefault[] = "/etc/quorvat/registry.default";
+
 }  // namespace paths

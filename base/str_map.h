@@ -30,9 +30,12 @@ public:
     // else as strcmp. The result's sign counts.
     static int compare(const char* left, const char* right);
 
-    // The row of that name, or null.
+    // The row of that name, or null; one of them where several have it.
     [[nodiscard]] StrMapRow* Find(const char* name);
     [[nodiscard]] const StrMapRow* Find(const char* name) const;
+
+    // True when the name sorts behind every row: Find would miss, and Insert appends.
+    [[nodiscard]] bool IsBehindLast(const char* name) const;
 
     // Adds a row under a copy of `name` (which may be null) and returns it. It does not look for
     // an equal name: a caller that wants unique names asks Find first. Throws std::bad_alloc with
@@ -90,6 +93,7 @@ public:
     }
 
 private:
+    [[nodiscard]] std::size_t BlockOf(const char* name) const;
     [[nodiscard]] Place UpperBound(const char* name) const;
     static void Grow(Block& block);
     void Split(std::size_t blockIndex);

@@ -12,6 +12,7 @@
 #include "os/ini_file.h"
 #include "os/process.h"
 #include "os/profile_string.h"
+#include "os/registry.h"
 #include "os/semaphore.h"
 #include "os/thread.h"
 #include "trace/debug.h"
@@ -79,6 +80,13 @@ TEST(HostLibrary, OffersIniFiles) {
     EXPECT_EQ(GetPrivateProfileString("s", "k", "text", buffer, sizeof buffer, "/no/such/file"),
               4U);
     EXPECT_STREQ(buffer, "text");
+}
+
+TEST(HostLibrary, OffersTheRegistry) {
+    CRegistry registry;  // nothing changes, so nothing is saved
+    EXPECT_EQ(registry.Open("HKEY_USERS", CRegistry::Hive(RegistryHive::LocalMachine), -1), -1);
+    CRegistryNode node;
+    EXPECT_FALSE(CRegistry::ReadTree("/no/such/file", node));
 }
 
 TEST(HostLibrary, OffersTheSystemLog) {
