@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "os/ini_file.h"
+#include "os/registry_node.h"
 
 namespace {
 
@@ -57,6 +58,20 @@ void WriteIniSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "ini_editor", "long_line", "set\na\nk\nw\n" + longLine);
 }
 
+// A tree as the class writes it, and one by hand.
+void WriteRegistrySeeds(const fs::path& corpus) {
+    CRegistryNode root;
+    (void)root.restoreNode(
+        "[HKEY_LOCAL_MACHINE]\nb=b=0a ff \nd=d=-1\ne=es=%X%\ns=s=text\n[A]\n[B]\n\n\n\n");
+    std::string written;
+    root.dumpNode(written);
+    WriteSeed(corpus, "registry_reader", "written", written);
+    WriteSeed(corpus, "registry_reader", "by_hand",
+              "a=b=s=x\n[k]x\nn=d= 12x\nb=b=0x1f -1 zz\n=s=\n\nword\r\n[open\n[k]\n[]");
+    WriteSeed(corpus, "registry_reader", "long_line",
+              "[k]\nv=s=" + std::string(1019, 'y') + "\nw=d=1\n");
+}
+
 void WriteRunLevelSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "run_level", "file", " \t6\n");
     WriteSeed(corpus, "run_level", "program", "N 5\n");
@@ -82,6 +97,7 @@ int main(int argc, char** argv) {
     }
     fs::create_directories(argv[1]);
     WriteIniSeeds(argv[1]);
+    WriteRegistrySeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
     return 0;
