@@ -38,6 +38,7 @@ int Run(int argc, char** argv) {
     app.require_subcommand(1);
     tools::AddIniCommands(app, exitCode);
     tools::AddProcessCommands(app, exitCode);
+    tools::AddRegistryCommands(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
