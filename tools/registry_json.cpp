@@ -32,6 +32,19 @@ bool PathFromJson(const Json& json, KeyPath& path) {
     return true;
 }
 
+Json KeyToJson(const ExportedKey& key) {
+    Json json;
+    json["path"] = PathToJson(key.Path);
+    if (key.IsNameOnly) {
+        return json;
+    }
+    json["values"] = Json::array();
+    for (const auto& [name, value] : key.Values) {
+        json["values"].push_back(ValueToJson(name, value));
+    }
+    return json;
+}
+
 bool KeyFromJson(const Json& json, ExportedKey& key) {
     if (!json.is_object() || !json.contains("path") || !json.contains("values") ||
         !PathFromJson(json["path"], key.Path) || !json["values"].is_array()) {
@@ -57,7 +70,7 @@ bool IsExport(const Json& json) {
 
 bool CollectKeys(const CRegistryNodeRef& key, bool isRecursive, RegistryExport& tree) {
     const auto add = [&tree](const KeyPath& path, const KeyContents& contents) {
-        tree.Keys.push_back({path, contents.Values});
+        tree.Keys.push_back({path, contents.Values, false});
     };
     if (isRecursive) {
         return WalkKeys(key, add);
@@ -65,7 +78,7 @@ bool CollectKeys(const CRegistryNodeRef& key, bool isRecursive, RegistryExport& 
     const KeyContents contents = ReadKey(*key);
     add({}, contents);
     for (const auto& [name, node] : contents.Subkeys) {
-        tree.Keys.push_back({{name}, {}});
+        tree.Keys.push_back({{name}, {}, true});
     }
     return true;
 }
@@ -77,11 +90,7 @@ Json ExportToJson(const RegistryExport& tree) {
     json["path"] = PathToJson(tree.Path);
     json["keys"] = Json::array();
     for (const ExportedKey& key : tree.Keys) {
-        Json values = Json::array();
-        for (const auto& [name, value] : key.Values) {
-            values.push_back(ValueToJson(name, value));
-        }
-        json["keys"].push_back({{"path", PathToJson(key.Path)}, {"values", std::move(values)}});
+        json["keys"].push_back(KeyToJson(key));
     }
     return json;
 }

@@ -26,6 +26,7 @@ namespace tools {
 struct ExportedKey {
     KeyPath Path;  // below the exported key
     std::vector<std::pair<std::string, RegistryValue>> Values;
+    bool IsNameOnly = false;  // listed, without its values: no "values" in JSON, not for import
 };
 
 struct RegistryExport {

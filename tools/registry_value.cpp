@@ -46,10 +46,19 @@ std::span<const unsigned char> AsBytes(const std::string& text) {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-// Writes the node and reads the text into another one, which must then hold one entry.
+// Writes the node and reads the text into another one, which must then hold one entry. A line that
+// is too long fails even where its pieces do no harm here: they may close a key early elsewhere.
 bool WriteAndRead(CRegistryNode& written, CRegistryNode& read) {
+    constexpr std::size_t kLineMax = 1022;  // characters, without the line feed
     std::string text;
     written.dumpNode(text);
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::size_t length = rest.find('\n');
+        if (length > kLineMax) {
+            return false;
+        }
+        rest.remove_prefix(length + 1);
+    }
     (void)read.restoreNode(text);
     return read.Count() == 1;
 }
