@@ -1,0 +1,35 @@
+# bash completion of morlactl; installed as /usr/share/bash-completion/completions/morlactl
+# shellcheck shell=bash
+
+_morlactl() {
+    local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
+    local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
+    case "$COMP_CWORD $command" in
+        1*) words="ini process registry --help --version" ;;
+        2\ ini*) words="get set delete list copy --help" ;;
+        2\ process*) words="find show --help" ;;
+        2\ registry*) words="get set list create delete export import check --help" ;;
+        3\ ini* | 3\ registry\ import | 3\ registry\ check) files=yes ;;
+        3\ registry*)
+            words="HKEY_LOCAL_MACHINE HKEY_CURRENT_USER HKEY_USERS HKEY_CLASSES_ROOT"
+            words+=" HKEY_CURRENT_CONFIG"
+            ;;
+    esac
+    if [ "$COMP_CWORD" -gt 2 ] && [[ "$current" == -* ]]; then
+        case "$command" in
+            ini\ get) words="--default" ;;
+            process\ show) words="--json" ;;
+            registry\ get) words="--expand --force" ;;
+            registry\ list) words="--recursive --json --force" ;;
+            registry\ set) words="--type --force" ;;
+            registry\ check) words="" ;;
+            registry*) words="--force" ;;
+        esac
+        words+=" --help"
+    fi
+    if [ "$previous" = --type ]; then
+        words="string expand dword binary"
+    fi
+    mapfile -t COMPREPLY < <(compgen ${files:+-f} -W "$words" -- "$current")
+}
+complete -F _morlactl morlactl

@@ -1,0 +1,234 @@
+#!/usr/bin/env bash
+# Drives the real morlactl in a private root: results, exit codes, refusals, and what files hold
+# afterwards.
+# usage: morlactl.sh MORLACTL COMPLETION_SCRIPT
+set -uo pipefail
+morlactl="$1"
+completion="$2"
+[ -e /run/morla-private-root ] || { echo 'only in a private root: it writes to /etc' >&2; exit 1; }
+failures=0
+
+# expect CODE OUTPUT ARGUMENTS...: the exit code, standard output to the letter, and a message on
+# standard error exactly when the code is not 0.
+expect() {
+    local code="$1" output="$2" got status message
+    shift 2
+    got="$("$morlactl" "$@" 2>/tmp/stderr)"
+    status=$?
+    message="$(cat /tmp/stderr)"
+    if [ "$status" -ne "$code" ] || [ "$got" != "$output" ] ||
+        { [ "$code" -eq 0 ] && [ -n "$message" ]; } ||
+        { [ "$code" -ne 0 ] && [[ "$message" != morlactl:* ]]; }; then
+        printf 'morlactl %s\n  exit code %s, expected %s\n  printed "%s", expected "%s"\n  said "%s"\n' \
+            "$*" "$status" "$code" "$got" "$output" "$message"
+        failures=$((failures + 1))
+    fi
+}
+
+# same WHAT LEFT RIGHT
+same() {
+    [ "$2" = "$3" ] && return
+    printf '%s: "%s", expected "%s"\n' "$1" "$2" "$3"
+    failures=$((failures + 1))
+}
+
+# prints PATTERN ARGUMENTS...: exit code 0, and a line that matches.
+prints() {
+    local pattern="$1"
+    shift
+    "$morlactl" "$@" 2>&1 | grep -q -- "$pattern" && return
+    printf 'morlactl %s: no line matches "%s"\n' "$*" "$pattern"
+    failures=$((failures + 1))
+}
+
+usage() {
+    local group arguments
+    for group in "" ini process registry; do
+        prints '^Usage: morlactl' ${group:+"$group"} --help
+        expect 64 '' ${group:+"$group"}
+        expect 64 '' ${group:+"$group"} bogus
+    done
+    for arguments in 'ini get' 'ini set' 'ini delete' 'ini list' 'ini copy' 'process find' \
+        'process show' 'registry get' 'registry set' 'registry list' 'registry create' \
+        'registry delete' 'registry export' 'registry import' 'registry check'; do
+        # shellcheck disable=SC2086 # two words
+        prints "^Usage: morlactl $arguments" $arguments --help
+        # shellcheck disable=SC2086
+        expect 64 '' $arguments --bogus
+    done
+    prints '^morlactl [0-9]' --version
+    expect 64 '' process show 0
+    expect 64 '' process show 4294967295
+    expect 64 '' registry set HKEY_USERS n v --type bogus
+    expect 64 '' registry set HKEY_USERS n v --type dword
+    expect 64 '' registry list hkey_users
+    expect 64 '' registry list ''
+    "$morlactl" --version >/dev/full 2>/dev/null
+    same 'exit code when nothing can be written' $? 1
+}
+
+processes() {
+    sleep 1000 &
+    local child=$!
+    expect 0 "$child" process find sleep
+    prints '^name  *sleep$' process show "$child"
+    prints '^size  *[0-9]* bytes$' process show "$child"
+    prints '"name": "sleep"' process show "$child" --json
+    expect 2 '' process find no_such_process
+    expect 2 '' process find -- -x
+    kill "$child"
+    wait "$child" 2>/dev/null
+    expect 2 '' process show "$child"
+}
+
+ini_files() {
+    local file=/tmp/test.ini
+    expect 2 '' ini list "$file"
+    expect 2 '' ini get "$file" A k
+    expect 0 'none' ini get "$file" A k --default none
+    expect 0 '' ini set "$file" A k 'a value'
+    expect 0 '' ini set "$file" A brackets '[1,2]'
+    expect 0 '' ini set "$file" B other -5
+    expect 0 'a value' ini get "$file" A k
+    expect 0 $'A\nB' ini list "$file"
+    expect 0 $'k=a value\nbrackets=[1,2]' ini list "$file" A
+    local before
+    before="$(cat "$file")"
+    expect 1 '' ini set "$file" A 'a=b' x
+    expect 1 '' ini set "$file" A k 'cut;here'
+    expect 1 '' ini set "$file" A k $'two\nlines'
+    expect 1 '' ini set "$file" A k ''
+    expect 1 '' ini set "$file" 'A]' k x
+    expect 2 '' ini copy "$file" none B
+    expect 2 '' ini delete "$file" A none
+    expect 2 '' ini delete "$file" none
+    same 'the file after refusals' "$(cat "$file")" "$before"
+    expect 0 '' ini copy "$file" A B
+    expect 0 $'other=-5\nk=a value\nbrackets=[1,2]' ini list "$file" B
+    expect 0 '' ini delete "$file" B other
+    expect 2 '' ini get "$file" B other
+    expect 0 '' ini delete "$file" A
+    expect 0 B ini list "$file"
+    expect 2 '' ini list "$file" A
+    expect 1 '' ini set /no/such/folder/file A k v
+}
+
+registry() {
+    local fans=HKEY_LOCAL_MACHINE/SOFTWARE/Fans
+    expect 1 '' registry create "$fans" # no folder to save in
+    mkdir -p /etc/quorvat
+    expect 2 '' registry list "$fans"
+    expect 0 '' registry create "$fans"
+    expect 2 '' registry set HKEY_USERS/None n v
+    expect 0 '' registry set "$fans" Speed 0x50 --type dword
+    expect 0 '' registry set "$fans" Home '%HOME%/x' --type expand
+    expect 0 '' registry set "$fans" Serial '0a FF' --type binary
+    expect 0 '' registry set 'HKEY_LOCAL_MACHINE\SOFTWARE' Text 'a text'
+    expect 1 '' registry set HKEY_LOCAL_MACHINE/SOFTWARE Fans v
+    expect 1 '' registry set "$fans" 'a=b' v
+    expect 1 '' registry set "$fans" n $'two\nlines'
+    expect 1 '' registry create HKEY_USERS/a]b
+    expect 1 '' registry create HKEY_LOCAL_MACHINE/SOFTWARE/Text/Sub
+    expect 0 80 registry get "$fans" Speed
+    expect 0 '%HOME%/x' registry get "$fans" Home
+    expect 0 '/home/x' registry get "$fans" Home --expand
+    expect 0 '0a ff' registry get "$fans" Serial
+    expect 2 '' registry get "$fans" None
+    expect 0 $'Text = string: a text\n[Fans]' registry list HKEY_LOCAL_MACHINE/SOFTWARE
+    expect 0 $'[SOFTWARE]\n  Text = string: a text\n[SOFTWARE/Fans]\n  Home = expand: %HOME%/x\n  Serial = binary: 0a ff\n  Speed = dword: 80' \
+        registry list HKEY_LOCAL_MACHINE --recursive
+    prints '"Fans"' registry list HKEY_LOCAL_MACHINE/SOFTWARE --json
+    expect 0 '' registry check /etc/quorvat/registry
+
+    # Bytes that are not UTF-8 and a name with a separator, written by hand.
+    printf '[HKEY_USERS]\nn\xFF=s=\xE4=\n[a/b]\nd=d=-1\n\n\n\n' >/etc/quorvat/registry
+    expect 0 '' registry create HKEY_LOCAL_MACHINE/Top
+    "$morlactl" registry export HKEY_USERS >/tmp/export.json
+    local before
+    before="$(cat /etc/quorvat/registry)"
+    rm /etc/quorvat/registry*
+    expect 0 '' registry create HKEY_LOCAL_MACHINE/Top
+    expect 0 '' registry import /tmp/export.json
+    same 'the tree after export and import' "$(cat /etc/quorvat/registry)" "$before"
+    expect 0 '' registry import </tmp/export.json
+    expect 1 '' registry import /etc/quorvat/registry
+    expect 2 '' registry import /no/such/file
+    same 'the tree after refused imports' "$(cat /etc/quorvat/registry)" "$before"
+
+    expect 0 '' registry set HKEY_USERS gone v
+    expect 0 '' registry delete HKEY_USERS gone
+    expect 2 '' registry delete HKEY_USERS gone
+    expect 0 '' registry delete HKEY_LOCAL_MACHINE/Top
+    expect 2 '' registry delete HKEY_LOCAL_MACHINE/Top
+    expect 1 '' registry delete HKEY_LOCAL_MACHINE
+}
+
+# A tree that cannot be read, or only in part, is left as it is unless the operator insists.
+damaged_trees() {
+    local text
+    for text in 'garbage' $'[HKEY_USERS]\nno tag\na=s=1\n\n'; do
+        rm -f /etc/quorvat/*
+        printf '%s\n' "$text" >/etc/quorvat/registry
+        expect 1 '' registry set HKEY_USERS n v
+        expect 1 '' registry create HKEY_USERS/K
+        expect 1 '' registry delete HKEY_USERS a
+        expect 1 '' registry import /tmp/export.json
+        same 'the damaged tree' "$(cat /etc/quorvat/registry)" "$(printf '%s\n' "$text")"
+        "$morlactl" registry check /etc/quorvat/registry >/tmp/findings
+        same 'exit code of the check' $? 1
+        grep -q '^/etc/quorvat/registry:[12]: lost: ' /tmp/findings ||
+            same 'findings' "$(cat /tmp/findings)" 'a lost line'
+        "$morlactl" registry set HKEY_USERS n v --force 2>/dev/null
+        same 'exit code of a forced change' $? 0
+        expect 0 v registry get HKEY_USERS n
+    done
+    expect 2 '' registry check /no/such/file
+    # The backup counts as well, when it is what would be read.
+    rm -f /etc/quorvat/*
+    printf 'garbage\n' >/etc/quorvat/registry.old
+    expect 1 '' registry list HKEY_USERS
+    expect 1 '' registry set HKEY_USERS n v
+}
+
+# complete_to EXPECTED WORDS...: the first completion of the last word.
+complete_to() {
+    local expected="$1"
+    shift
+    COMP_WORDS=(morlactl "$@")
+    COMP_CWORD=$#
+    COMPREPLY=()
+    _morlactl
+    same "completion of \"$*\"" "${COMPREPLY[0]-}" "$expected"
+}
+
+completions() {
+    # shellcheck disable=SC1090 # given
+    source "$completion"
+    complete_to registry reg
+    complete_to --version --v
+    complete_to check registry che
+    complete_to HKEY_USERS registry list HKEY_U
+    complete_to --recursive registry list HKEY_USERS --r
+    complete_to binary registry set HKEY_USERS n v --type b
+    complete_to /tmp/export.json registry import /tmp/exp
+    complete_to --json process show 1 --j
+    # Every command that the tool knows is offered, and none that it does not know.
+    local group command
+    for group in ini process registry; do
+        COMP_WORDS=(morlactl "$group" '')
+        COMP_CWORD=2
+        _morlactl
+        command="$("$morlactl" "$group" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p')"
+        same "commands of $group" "$(printf '%s\n' "${COMPREPLY[@]}" | grep -v -- -- | sort)" \
+            "$(sort <<<"$command")"
+    done
+}
+
+export HOME=/home
+usage
+processes
+ini_files
+registry
+damaged_trees
+completions
+[ "$failures" -eq 0 ]
