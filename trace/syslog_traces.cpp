@@ -15,8 +15,10 @@ namespace {
 constexpr std::size_t kMessageSize = 1024;
 
 // One connection for the process, made on demand and left open: messages may come until its end.
-std::atomic<SysLogTraces*> Connection{nullptr};
-std::mutex ConnectionLock;  // guards the creation
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): process-wide by purpose
+constinit std::atomic<SysLogTraces*> Connection{nullptr};
+constinit std::mutex ConnectionLock;  // guards the creation
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 // A format of newlines only is used whole.
 const char* SkipNewlines(const char* format) {
@@ -44,6 +46,7 @@ SysLogTraces* SysLogTraces::getConnection() noexcept {
     const std::lock_guard guard(ConnectionLock);
     connection = Connection.load(std::memory_order_relaxed);
     if (connection == nullptr) {
+        // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory the process ends
         connection = new SysLogTraces;
         Connection.store(connection, std::memory_order_release);
     }
