@@ -2,12 +2,11 @@
 #
 # libmorla_host.so holds the services alone. The trace object `Debug` stays undefined in it: the
 # program that loads it has one (the daemon exports its own), and everything writes through that.
-# Of the trace facility it holds the system-log channel, with the pure helpers which that uses.
+# Of the trace facility it holds the system-log channel only.
 # libmorla_host.a is for a program of its own and contains the trace facility too.
-set(host_parts morla_base morla_os)
+set(host_parts morla_base morla_os morla_syslog)
 
-set(trace "${CMAKE_SOURCE_DIR}/trace")
-add_library(morla_host_shared SHARED "${trace}/syslog_traces.cpp" "${trace}/entry_format.cpp")
+add_library(morla_host_shared SHARED)
 foreach(part ${host_parts})
     target_sources(morla_host_shared PRIVATE $<TARGET_OBJECTS:${part}>)
 endforeach()
