@@ -4,11 +4,19 @@
 #include <cstdio>
 #include <memory>
 
+#include "base/cancellation.h"
+
 struct FileCloser {
-    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+    void operator()(std::FILE* file) const {
+        const CCancellationHold hold;
+        (void)std::fclose(file);
+    }
 };
 struct PipeCloser {
-    void operator()(std::FILE* pipe) const { (void)pclose(pipe); }
+    void operator()(std::FILE* pipe) const {
+        const CCancellationHold hold;
+        (void)pclose(pipe);
+    }
 };
 
 using CFilePtr = std::unique_ptr<std::FILE, FileCloser>;  // null when no file is open

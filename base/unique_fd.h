@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "base/cancellation.h"
+
 // Closes its descriptor when it goes; -1 when it holds none. Movable, not copyable.
 class CUniqueFd {
 public:
@@ -28,6 +30,7 @@ public:
     void Reset(int fd = -1) {
         const int old = std::exchange(m_Fd, fd);
         if (old >= 0) {
+            const CCancellationHold hold;  // close is a cancellation point
             close(old);
         }
     }
