@@ -58,10 +58,11 @@ template <typename Visitor>
             return false;
         }
         visit(step.first, contents);
-        for (auto subkey = contents.Subkeys.rbegin(); subkey != contents.Subkeys.rend(); ++subkey) {
+        for (std::size_t left = contents.Subkeys.size(); left > 0; --left) {  // the first is next
+            const auto& [name, node] = contents.Subkeys[left - 1];
             KeyPath path = step.first;
-            path.push_back(subkey->first);
-            pending.emplace_back(std::move(path), subkey->second);
+            path.push_back(name);
+            pending.emplace_back(std::move(path), node);
         }
     }
     return true;

@@ -70,11 +70,9 @@ bool ReadRow(const StrMapRow& row, RegistryValue& value) {
     result.Type = row.Type;
     if (row.Type == kRegDword) {
         result.Number = RegistryNumberOf(row);
-    } else if (row.Data == nullptr) {
-        return false;
-    } else if (IsRegistryText(row.Type)) {
+    } else if (row.Data != nullptr && IsRegistryText(row.Type)) {
         result.Bytes = RegistryTextOf(row);
-    } else if (row.Type == kRegBinary) {
+    } else if (row.Data != nullptr && row.Type == kRegBinary) {
         const std::span<const unsigned char> bytes = RegistryBinaryOf(row);
         result.Bytes.assign(bytes.begin(), bytes.end());
     } else {
