@@ -259,24 +259,6 @@ TEST_F(CDaemonTest, EndsWithoutASwitchLibrary) {
         << "closed, but not released";
 }
 
-TEST_F(CDaemonTest, AsksTheDriverInItsOwnRunModeOnly) {
-    WriteFile("/dev/pci/smbus", "");
-    SetVariable("LD_LIBRARY_PATH", "");  // the start then ends behind the probe
-    SetVariable("LD_PRELOAD", MORLA_FAKE_DRIVER);
-    SetVariable("ASAN_OPTIONS", "verify_asan_link_order=0");
-    SetVariable("FAKE_SMBUS_VERSION", "0x00041404");
-    SetVariable("FAKE_SMBUS_RECORD", "/tmp/driver_record");
-    EXPECT_EQ(WaitForEnd(Spawn({"-n", "-tovin"})), 1);
-    EXPECT_FALSE(Exists("/tmp/driver_record"));
-    EXPECT_EQ(WaitForEnd(Spawn({"-n"})), 1);
-    EXPECT_EQ(ReadFile("/tmp/driver_record").substr(32 + 96, 6), std::string("ZENTD\0", 6));
-    EXPECT_NE(ReadFile(kLogFile).find("ZENTD-MAIN: WARNING: zentd version (0x00041403) is less "
-                                      "than smbus driver version (0x00041404)\n"),
-              std::string::npos);
-    EXPECT_NE(ReadFile(kInitRing).find("smbus_Name                  : smbus\n"), std::string::npos);
-    Remove("/dev/pci");
-}
-
 TEST_F(CDaemonTest, IdlesWithoutModulesAndKeepsAnEarlySignal) {
     SetVariable("MORLA_TEST_SWITCH", "throw");
     SetVariable("HX_NICKNAME", "OL7");
