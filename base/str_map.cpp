@@ -82,9 +82,8 @@ const StrMapRow* CStrMap::Find(const char* name) const {
 }
 
 StrMapRow* CStrMap::Find(const char* name) {
-    // The row is this table's, which is not const here.
-    return const_cast<StrMapRow*>(
-        std::as_const(*this).Find(name));  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): this table is not const
+    return const_cast<StrMapRow*>(std::as_const(*this).Find(name));
 }
 
 bool CStrMap::IsBehindLast(const char* name) const {

@@ -30,16 +30,19 @@ enum class RegistryHive { LocalMachine, CurrentUser, Users, ClassesRoot, Current
 // handed out, whose key was deleted stays safe to use: it counts as no open key.
 class MORLA_API CRegistry {
 public:
+    // NOLINTBEGIN(readability-identifier-naming): given names
     static constexpr const char* MPRegistry = paths::kRegistry;
     static constexpr const char* MPRegistryOld = paths::kRegistryOld;
     static constexpr const char* MPRegistryTemp = paths::kRegistryTemp;
     static constexpr const char* MPRegistryDefault = paths::kRegistryDefault;
+    // NOLINTEND(readability-identifier-naming)
 
     CRegistry();
     explicit CRegistry(CRegistryNode*& node);                       // open on `node`
     CRegistry(const char* path, CRegistryNode*& parent, int mode);  // Result() is that of Open
     // A copy has the other's key and path, and nothing else of it.
     CRegistry(CRegistry& other);
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator): the argument's type is given
     CRegistry& operator=(CRegistry& other);
     ~CRegistry();
 

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr mode_t kTreeFileMode = 0644;
-constexpr std::size_t kReadStep = 64 * 1024;
+constexpr std::size_t kReadStep = std::size_t{64} * 1024;
 
 // Flushes to the disk. A file system that cannot do it for this kind of file is no failure.
 int Flush(int fd) {

@@ -16,14 +16,14 @@ CRegistry::CRegistry(CRegistryNode*& node) {
 
 CRegistry::CRegistry(const char* path, CRegistryNode*& parent, int mode) {
     InitClass();
-    m_Result = Open(path, parent, mode);
+    (void)Open(path, parent, mode);  // leaves its result in m_Result
 }
 
 CRegistry::CRegistry(CRegistry& other) {
     *this = other;
 }
 
-// NOLINTNEXTLINE(misc-unconventional-assign-operator): the argument's type is part of the interface
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): the argument's type is given
 CRegistry& CRegistry::operator=(CRegistry& other) {
     if (this == &other) {
         return *this;

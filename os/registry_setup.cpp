@@ -7,6 +7,29 @@
 #include "os/registry_state.h"
 #include "trace/debug.h"
 
+namespace {
+
+// Reads the tree file or, when that cannot be read, its backup, and after that the defaults.
+void ReadFirstTree(CRegistryNode& root) {
+    if (CRegistry::ReadTree(CRegistry::MPRegistry, root)) {
+        return;
+    }
+    Debug.Print(1, "CRegistry: WARNING: Could not restore tree from \"%s\", trying backup\n",
+                CRegistry::MPRegistry);
+    if (CRegistry::ReadTree(CRegistry::MPRegistryOld, root)) {
+        return;
+    }
+    Debug.Print(1, "CRegistry: WARNING: Could not restore tree from \"%s\", trying default\n",
+                CRegistry::MPRegistryOld);
+    if (CRegistry::ReadTree(CRegistry::MPRegistryDefault, root)) {
+        return;
+    }
+    Debug.Print(1, "CRegistry: ERROR: Could not restore tree from \"%s\", restoring failed\n",
+                CRegistry::MPRegistryDefault);
+}
+
+}  // namespace
+
 void CRegistry::ClearFields() {
     m_Result = 0;
     m_ValueSize = 0;
@@ -53,22 +76,7 @@ void CRegistry::SetupTree(bool forceSetup) {
     try {
         // An exception leaves this false: the next handle tries again, and nothing is saved before.
         state.MIsSetup = false;
-        if (!ReadTree(MPRegistry, state.Root())) {
-            Debug.Print(1,
-                        "CRegistry: WARNING: Could not restore tree from \"%s\", trying backup\n",
-                        MPRegistry);
-            if (!ReadTree(MPRegistryOld, state.Root())) {
-                Debug.Print(
-                    1, "CRegistry: WARNING: Could not restore tree from \"%s\", trying default\n",
-                    MPRegistryOld);
-                if (!ReadTree(MPRegistryDefault, state.Root())) {
-                    Debug.Print(
-                        1,
-                        "CRegistry: ERROR: Could not restore tree from \"%s\", restoring failed\n",
-                        MPRegistryDefault);
-                }
-            }
-        }
+        ReadFirstTree(state.Root());
         state.FindHives();
         state.MIsSetup = true;
     } catch (const std::exception&) {

@@ -61,4 +61,5 @@ private:
     std::atomic<CRegistryNode*> m_Kept{nullptr};  // linked through CRegistryNode::m_NextKept
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one tree for the process
 extern CRegistryState RegistryState;
