@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/syslog_catcher.h"
 #include "tests/trace/debug_fixture.h"
 
 namespace {
@@ -129,8 +130,11 @@ TEST_F(LogFile, LevelFollowsForcedTracing) {
 }
 
 TEST_F(LogFile, MissingDirectoryLeavesTheProcessWithoutALogFile) {
+    CSyslogCatcher systemLog;
     SetVariable("HX_LOG_RINGBUF_DIR", "/var/log/absent");
     CDebug& debug = Start();
+    EXPECT_TRUE(systemLog.WaitForLine(
+        "ERROR: Error during opening /var/log/absent/log.zentd --> proceed without it"));
     debug.PrintAlways(0, "nowhere");
     debug.SetApplInitDone();
     EXPECT_FALSE(std::filesystem::exists("/var/log/absent"));
