@@ -27,6 +27,7 @@ bool IsName(std::string_view name) {
 // Keeps what a module that was given up uses until the process ends, static destructors included:
 // its threads may come back at any time.
 void KeepForever(std::shared_ptr<void> parts) {
+    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): never destroyed
     static auto* const kept = new std::vector<std::shared_ptr<void>>;
     kept->push_back(std::move(parts));
 }

@@ -10,14 +10,14 @@ namespace {
 
 // Both under the lock. Nothing here has a destructor that would run at process exit, when the
 // threads of modules that were given up may still be going.
-struct Holders {
+struct HeldSwitch {
     std::mutex Lock;
     CModuleSwitch* Object = nullptr;
     unsigned int Count = 0;
 };
 
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one object for the process
-constinit Holders holders;
+constinit HeldSwitch Switch;
 
 }  // namespace
 
@@ -37,22 +37,22 @@ bool SW_QueryInterface(std::uint32_t selector, SwitchInterface** object) {
     if (selector != 0) {
         return false;
     }
-    const std::lock_guard guard(holders.Lock);
-    if (holders.Object == nullptr) {
-        holders.Object = new (std::nothrow) CModuleSwitch;
+    const std::lock_guard guard(Switch.Lock);
+    if (Switch.Object == nullptr) {
+        Switch.Object = new (std::nothrow) CModuleSwitch;
     }
-    if (holders.Object == nullptr) {
+    if (Switch.Object == nullptr) {
         return false;
     }
-    ++holders.Count;
-    *object = holders.Object;
+    ++Switch.Count;
+    *object = Switch.Object;
     return true;
 }
 
 void SW_AddRef() {
-    const std::lock_guard guard(holders.Lock);
-    if (holders.Object != nullptr) {
-        ++holders.Count;
+    const std::lock_guard guard(Switch.Lock);
+    if (Switch.Object != nullptr) {
+        ++Switch.Count;
     }
 }
 
@@ -61,9 +61,9 @@ void SW_Release() {
     const CCancellationHold hold;
     CModuleSwitch* last = nullptr;
     {
-        const std::lock_guard guard(holders.Lock);
-        if (holders.Object != nullptr && --holders.Count == 0) {
-            last = std::exchange(holders.Object, nullptr);
+        const std::lock_guard guard(Switch.Lock);
+        if (Switch.Object != nullptr && --Switch.Count == 0) {
+            last = std::exchange(Switch.Object, nullptr);
         }
     }
     delete last;
