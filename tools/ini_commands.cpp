@@ -175,7 +175,7 @@ int List(const Arguments& arguments) {
     for (const std::string& key : KeysOf(ini, arguments.Section)) {
         std::string value;
         (void)ini.GetString(value, arguments.Section.c_str(), key.c_str(), "");
-        PrintLine(key + "=" + value);
+        PrintLine(std::string(key).append("=").append(value));
     }
     return kSuccess;
 }

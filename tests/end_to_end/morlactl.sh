@@ -68,12 +68,16 @@ usage() {
 }
 
 processes() {
-    sleep 1000 &
-    local child=$!
-    expect 0 "$child" process find sleep
-    prints '^name  *sleep$' process show "$child"
+    # A name of its own: other processes of the machine may sleep as well.
+    local name="sleep_$$" child
+    cp "$(command -v sleep)" "/tmp/$name"
+    "/tmp/$name" 1000 &
+    child=$!
+    until [ "$(cat "/proc/$child/comm")" = "$name" ]; do :; done # executed
+    expect 0 "$child" process find "$name"
+    prints "^name  *$name\$" process show "$child"
     prints '^size  *[0-9]* bytes$' process show "$child"
-    prints '"name": "sleep"' process show "$child" --json
+    prints "\"name\": \"$name\"" process show "$child" --json
     expect 2 '' process find no_such_process
     expect 2 '' process find -- -x
     kill "$child"

@@ -55,23 +55,25 @@ TEST(ProcText, TakesOnlyPlainNumbersForProcesses) {
 }
 
 TEST_F(CProcessTest, FindsAProcessByItsExactName) {
+    const std::string own = std::to_string(getpid());  // another run may be under way
+    const std::string full = own + std::string(15 - own.size(), 'x');
     const struct {
-        const char* Given;
-        const char* Name;  // up to 15 characters, and of these the first line
+        std::string Given;
+        std::string Name;  // up to 15 characters, and of these the first line
     } rows[] = {
-        {"morla a  b", "morla a  b"},
-        {"(morla) R 1 (", "(morla) R 1 ("},
-        {"morla li\nne", "morla li"},
-        {"morla_15_chars_", "morla_15_chars_"},
-        {"morla_16_chars__", "morla_16_chars_"},
+        {own + " a  b", own + " a  b"},
+        {"(" + own + ") R 1(", "(" + own + ") R 1("},
+        {own + " li\nne", own + " li"},
+        {full, full},
+        {full + "y", full},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.Given);
         unsigned int pid = 0;
-        ASSERT_FALSE(CProcess::FindProcess(pid, row.Name));
+        ASSERT_FALSE(CProcess::FindProcess(pid, row.Name.c_str()));
         EXPECT_EQ(pid, CProcess::kNone);
         const CIdleChild child(row.Given);
-        EXPECT_TRUE(CProcess::FindProcess(pid, row.Name));
+        EXPECT_TRUE(CProcess::FindProcess(pid, row.Name.c_str()));
         EXPECT_EQ(pid, child.Pid());
         std::string name;
         EXPECT_TRUE(CProcess::GetProcessName(name, child.Pid()));
