@@ -72,6 +72,13 @@ void WriteRegistrySeeds(const fs::path& corpus) {
               "[k]\nv=s=" + std::string(1019, 'y') + "\nw=d=1\n");
 }
 
+void WriteProcessSeeds(const fs::path& corpus) {
+    WriteSeed(corpus, "process_text", "status",
+              "VmSize:\nName:\tsh\nVmPeak:\t    4312 kB\nVmSize:\t    4296 kB\nVmRSS:\t 1032 kB\n");
+    WriteSeed(corpus, "process_text", "large", "VmSwap:\nVmSwap: 17179869184 GB\nVmRSS:7");
+    WriteSeed(corpus, "process_text", "number", "4711\na name (with) blanks\nand lines");
+}
+
 void WriteRunLevelSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "run_level", "file", " \t6\n");
     WriteSeed(corpus, "run_level", "program", "N 5\n");
@@ -98,6 +105,7 @@ int main(int argc, char** argv) {
     fs::create_directories(argv[1]);
     WriteIniSeeds(argv[1]);
     WriteRegistrySeeds(argv[1]);
+    WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
     return 0;
