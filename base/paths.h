@@ -34,4 +34,12 @@ inline constexpr char kRegistryOld[] = "/etc/quorvat/registry.old";
 inline constexpr char kRegistryTemp[] = "/etc/quorvat/registry.new";
 inline constexpr char kRegistryDefault[] = "/etc/quorvat/registry.default";
 
+// Firmware tables.
+inline constexpr char kSmbiosEntryPoint[] = "/sys/firmware/dmi/tables/smbios_entry_point";
+inline constexpr char kSmbiosTable[] = "/sys/firmware/dmi/tables/DMI";
+inline constexpr char kEfiSystab[] = "/sys/firmware/efi/systab";
+inline constexpr char kProcEfiSystab[] = "/proc/efi/systab";  // of old kernels
+inline constexpr char kMemoryDevice[] = "/dev/mem";
+inline constexpr char kHypervisorSmbios[] = "/vmfs/devices/char/mem/smbios";
+
 }  // namespace paths

@@ -4,7 +4,7 @@
 # program that loads it has one (the daemon exports its own), and everything writes through that.
 # Of the trace facility it holds the system-log channel only.
 # libmorla_host.a is for a program of its own and contains the trace facility too.
-set(host_parts morla_base morla_os morla_syslog)
+set(host_parts morla_base morla_os morla_hardware morla_syslog)
 
 add_library(morla_host_shared SHARED)
 foreach(part ${host_parts})

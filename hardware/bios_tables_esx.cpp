@@ -1,0 +1,142 @@
+// CBiosTables: the tables as a character device of an ESX hypervisor.
+//
+// The device gives the entry point and right behind it the table, from the start after each open.
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "base/error_text.h"
+#include "base/paths.h"
+#include "base/unique_fd.h"
+#include "hardware/bios_tables.h"
+#include "hardware/dmi_records.h"
+#include "trace/debug.h"
+
+namespace {
+
+constexpr std::size_t kReadMax = 64;      // bytes asked for at once of the entry point
+constexpr std::size_t kBehindTable = 32;  // bytes that may follow the table
+constexpr const char* kDevice = paths::kHypervisorSmbios;
+
+struct ReadResult {
+    ssize_t Length;  // -1: failed
+    int Error;
+};
+
+ReadResult ReadOnce(int fd, unsigned char* buffer, std::size_t size) {
+    for (;;) {
+        const ssize_t length = read(fd, buffer, size);
+        const int error = errno;
+        if (length >= 0 || error != EINTR) {
+            return {length, length < 0 ? error : 0};
+        }
+    }
+}
+
+bool ReadEntryPoint(int fd, _DMI_21_EPS& entryPoint) {
+    unsigned char bytes[kReadMax]{};
+    const ReadResult got = ReadOnce(fd, bytes, sizeof bytes);
+    std::memcpy(&entryPoint, bytes, sizeof entryPoint);
+    if (got.Length < static_cast<ssize_t>(sizeof entryPoint)) {
+        Debug.Print(1,
+                    "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (readlen "
+                    "= %d, hdrlen = %d), Reason: %s\n",
+                    kDevice, static_cast<int>(got.Length), entryPoint.Length,
+                    CErrorText(got.Error).Get());
+        return false;
+    }
+    if (Debug.IsLevelActive(5)) {
+        std::string dump;
+        CDataStream::DumpHex(dump, bytes, static_cast<unsigned long>(got.Length), true, true, 16, 1,
+                             nullptr);
+        Debug.Print(5, "\n%s", dump.c_str());
+    }
+    return true;
+}
+
+// Reads the entry point once more, to stand at the table.
+bool SkipEntryPoint(int fd, std::size_t length) {
+    unsigned char bytes[kReadMax];
+    auto outstanding = static_cast<ssize_t>(length);
+    for (;;) {
+        // Deliberate: every read asks for the same number of bytes, and only one that ends exactly
+        // behind the entry point ends the loop. An entry point of more than 64 bytes is skipped
+        // only by a device that gives it in such pieces.
+        const ReadResult got = ReadOnce(fd, bytes, std::min(length, kReadMax));
+        if (got.Length == outstanding) {
+            return true;
+        }
+        if (got.Length <= 0) {  // at the end of the device nothing more can come
+            Debug.Print(1,
+                        "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (len "
+                        "= %d, BytesToRead = %d), Reason: %s\n",
+                        kDevice, static_cast<int>(got.Length), static_cast<int>(outstanding),
+                        CErrorText(got.Error).Get());
+            return false;
+        }
+        outstanding -= got.Length;
+    }
+}
+
+bool ReadTable(int fd, std::size_t tableLength, CDataStream& data) {
+    std::vector<unsigned char> bytes(tableLength + kBehindTable);
+    std::size_t length = 0;
+    while (length < bytes.size()) {
+        const ReadResult got = ReadOnce(fd, bytes.data() + length, bytes.size() - length);
+        if (got.Length < 0) {
+            Debug.Print(1,
+                        "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! "
+                        "(BytesToRead = %d), Reason: %s\n",
+                        kDevice, static_cast<int>(bytes.size() - length),
+                        CErrorText(got.Error).Get());
+            return false;
+        }
+        if (got.Length == 0) {
+            break;
+        }
+        length += static_cast<std::size_t>(got.Length);
+    }
+    if (length < tableLength) {
+        Debug.Print(1,
+                    "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! (len = %d, "
+                    "TableLen = %d), Reason: no sufficiant data available\n",
+                    kDevice, static_cast<int>(length), static_cast<int>(tableLength));
+        return false;
+    }
+    Debug.Print(1,
+                "GetBiosTableESX        : %d bytes read from SMBIOS Table %s (TableLen = %d, "
+                "BytesToRead = %d)\n",
+                static_cast<int>(length), kDevice, static_cast<int>(tableLength),
+                static_cast<int>(bytes.size() - length));
+    // Deliberate: what came from behind the table is kept.
+    data = CDataStream(bytes.data(), length);
+    return true;
+}
+
+}  // namespace
+
+bool CBiosTables::GetBiosTableESX(CDataStream& header, CDataStream& data) {
+    CUniqueFd device(open(kDevice, O_RDONLY | O_CLOEXEC));
+    if (!device.IsValid()) {
+        return false;
+    }
+    Debug.Print(1, "GetBiosTableESX        : we are running on ESX; file %s succesfully opened!\n",
+                kDevice);
+    _DMI_21_EPS entryPoint{};
+    if (!ReadEntryPoint(device.Get(), entryPoint)) {
+        return false;
+    }
+    device.Reset();
+    device.Reset(open(kDevice, O_RDONLY | O_CLOEXEC));
+    CDataStream foundData;
+    if (!SkipEntryPoint(device.Get(), entryPoint.Length) ||
+        !ReadTable(device.Get(), entryPoint.TableLength, foundData)) {
+        return false;
+    }
+    header = CDataStream(reinterpret_cast<const unsigned char*>(&entryPoint), sizeof entryPoint);
+    data = foundData;
+    return true;
+}
