@@ -17,6 +17,7 @@ enum ExitCode : int { kSuccess = 0, kFailure = 1, kNotFound = 2, kUsage = 64 };
 void AddIniCommands(CLI::App& app, int& exitCode);
 void AddProcessCommands(CLI::App& app, int& exitCode);
 void AddRegistryCommands(CLI::App& app, int& exitCode);
+void AddSmbiosCommands(CLI::App& app, int& exitCode);
 
 // Writes one line to standard output: byte by byte into a file or pipe, with control bytes escaped
 // on a terminal.

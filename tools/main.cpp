@@ -39,6 +39,7 @@ int Run(int argc, char** argv) {
     tools::AddIniCommands(app, exitCode);
     tools::AddProcessCommands(app, exitCode);
     tools::AddRegistryCommands(app, exitCode);
+    tools::AddSmbiosCommands(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -109,6 +109,16 @@ std::string EscapeControls(std::string_view text) {
     return safe;
 }
 
+std::string ReplaceMalformed(std::string_view text) {
+    std::string replaced;
+    while (!text.empty()) {
+        const std::size_t known = Utf8CharacterLength(text);
+        replaced += known != 0 ? text.substr(0, known) : "\xEF\xBF\xBD";
+        text.remove_prefix(known != 0 ? known : 1);
+    }
+    return replaced;
+}
+
 std::string Hex(std::string_view bytes) {
     std::string digits;
     digits.reserve(2 * bytes.size());

@@ -17,6 +17,9 @@ namespace tools {
 // that a terminal shows it and does not obey it.
 [[nodiscard]] std::string EscapeControls(std::string_view text);
 
+// The text with each byte of malformed UTF-8 as the replacement character, U+FFFD.
+[[nodiscard]] std::string ReplaceMalformed(std::string_view text);
+
 // Two lower-case digits for each byte, without blanks.
 [[nodiscard]] std::string Hex(std::string_view bytes);
 // The reverse, for digits of either case. False when it is not pairs of digits.
