@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "hardware/dmi_records.h"
 #include "os/ini_file.h"
 #include "os/registry_node.h"
 
@@ -95,6 +96,49 @@ void WriteTraceSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "trace_config", "no_end", "a\nk\n9\n[a]\nk=1\n[b");
 }
 
+template <typename Record>
+std::string Bytes(const Record& record) {
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
+// A structure with zeros in its formatted area; the strings each with their NUL.
+std::string SmbiosStructure(std::uint8_t type, std::uint8_t length, std::string_view strings) {
+    std::string bytes = Bytes(_DMI_20_HEADER{type, length, type});
+    bytes.resize(length);
+    return bytes.append(strings).append(strings.empty() ? 2 : 1, '\0');
+}
+
+void WriteSmbiosSeeds(const fs::path& corpus) {
+    using namespace std::string_view_literals;
+    const std::string system = SmbiosStructure(1, 27, "Maker\0Product\0"sv);
+    const std::string slot = SmbiosStructure(9, 17, "Slot 1\0"sv);
+    const std::string end = SmbiosStructure(127, 4, "");
+    WriteSeed(corpus, "smbios_walk", "table", system + slot + end);
+    WriteSeed(corpus, "smbios_walk", "behind_the_end", system + end + slot);
+    WriteSeed(corpus, "smbios_walk", "cut", system + slot.substr(0, slot.size() - 1));
+    WriteSeed(corpus, "smbios_walk", "zero_length", std::string("\1\0\2\3\0\0", 6) + end);
+    const std::string entry21 = Bytes(_DMI_21_EPS{{'_', 'S', 'M', '_'},
+                                                  0x8C,
+                                                  31,
+                                                  2,
+                                                  7,
+                                                  64,
+                                                  0,
+                                                  {},
+                                                  {'_', 'D', 'M', 'I', '_'},
+                                                  0,
+                                                  40,
+                                                  0x4321,
+                                                  2,
+                                                  0x27});
+    const std::string entry30 =
+        Bytes(_DMI_30_EPS{{'_', 'S', 'M', '3', '_'}, 0, 24, 3, 4, 1, 1, 0, 4096, 0x1'0000'4321});
+    WriteSeed(corpus, "smbios_entry_point", "version2", entry21 + std::string(33, '\0'));
+    WriteSeed(corpus, "smbios_entry_point", "version3", entry30);
+    WriteSeed(corpus, "smbios_entry_point", "range", "_xx_SM_xxxxxxxxx" + entry21 + entry30);
+    WriteSeed(corpus, "smbios_entry_point", "systab", "ACPI=0x1\nSMBIOS3=0x2\nSMBIOS=0xf0000\n");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -107,6 +151,7 @@ int main(int argc, char** argv) {
     WriteRegistrySeeds(argv[1]);
     WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
+    WriteSmbiosSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
     return 0;
 }
