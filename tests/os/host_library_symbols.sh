@@ -3,7 +3,7 @@
 # but the C and C++ runtime.
 # usage: host_library_symbols.sh LIBRARY [sanitized]
 set -euo pipefail
-library="$1"
+library="$(realpath "$1")"
 sanitized="${2:-}"
 failures=0
 
@@ -14,13 +14,19 @@ expect_none() {
     failures=$((failures + 1))
 }
 
-public='CCriticalSection|CEvent|CIniFile|CProcess|CRegistry|CRegistryNode|CSemaphore|CStrMap|CThread|SysLogTraces'
-functions='GetPrivateProfileString|WritePrivateProfileString|cpuRawRead'
+# What the headers mark with MORLA_API is exported, and nothing else.
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+marked="$(grep -rhE --include='*.h' '(^|^class )MORLA_API ' base os trace hardware)"
+classes="$(sed -nE 's/^class MORLA_API (\w+).*/\1/p' <<<"$marked")"
+functions="$(sed -nE 's/^MORLA_API .* (\w+)\(.*/\1/p' <<<"$marked")"
+[ "$(wc -w <<<"$classes $functions")" -gt 10 ] || expect_none 'marked in the headers' "$marked"
 defined="$(nm -DC --defined-only "$library" | cut -c18- | sed 's/^. //')"
-expect_none 'exported beside the public classes' "$(grep -Ev \
-    "^((vtable|typeinfo|typeinfo name) for )?($public)(::.*)?\$|^($functions)\(" <<<"$defined" || true)"
-for class in CCriticalSection CEvent CIniFile CProcess CRegistry CRegistryNode CSemaphore CStrMap CThread SysLogTraces; do
-    grep -q "^$class::" <<<"$defined" || expect_none 'not exported' "$class"
+expect_none 'exported without a mark' "$(grep -Ev \
+    "^((vtable|typeinfo|typeinfo name) for )?(${classes//$'\n'/|})(::.*)?\$|^(${functions//$'\n'/|})\(" \
+    <<<"$defined" || true)"
+for name in $classes $functions; do
+    grep -qE "^((vtable|typeinfo) for )?$name(::|\(|\$)" <<<"$defined" ||
+        expect_none 'marked, but not exported' "$name"
 done
 
 undefined="$(nm -DC --undefined-only "$library" | sed 's/^ *[Uw] //')"
