@@ -130,8 +130,7 @@ private:
     void CopyToRingBuffer(const char* entry, std::size_t length);
 
     // debug_log_header
-    void WriteVariables(unsigned int target, const char* title, const trace::CVariableTable& table);
-    void WriteCommandLine(unsigned int target);
+    void WriteVariables(unsigned int target, const trace::CVariableTable& table);
     void WriteFileSettings(unsigned int target);
     void WriteInternalValues(unsigned int target);
 

@@ -20,19 +20,19 @@ void CDebug::WriteLogHeader(unsigned int target) {
             PrintIt(target, "\nargv[%d] = \"%s\"", i, m_Argv[i]);
         }
     }
-    WriteVariables(target, "Oskaria Environment", m_Environment);
+    PrintIt(target, "\nOskaria Environment:");
+    WriteVariables(target, m_Environment);
     const trace::WeightVariable weight(ApplName());
     const char* value = std::getenv(weight.Name);
     PrintIt(target, "\n%s=%s", weight.Name, value != nullptr ? value : trace::kNotSet);
-    WriteVariables(target, "Oskaria Configuration File", m_AgentConfiguration);
+    PrintIt(target, "\nOskaria Configuration File:");
+    WriteVariables(target, m_AgentConfiguration);
     WriteFileSettings(target);
     WriteInternalValues(target);
     PrintIt(target, "\n# End of header.");
 }
 
-void CDebug::WriteVariables(unsigned int target, const char* title,
-                            const trace::CVariableTable& table) {
-    PrintIt(target, "\n%s:", title);
+void CDebug::WriteVariables(unsigned int target, const trace::CVariableTable& table) {
     for (std::size_t i = 0; i < table.Count(); ++i) {
         PrintIt(target, "\n%s=%s", table.Name(i), table.Value(i));
     }
