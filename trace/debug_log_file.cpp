@@ -11,7 +11,9 @@
 
 void CDebug::OpenLogFile() {
     SetTracePath(m_LogFilePath, "");
-    m_LogFile.reset(std::fopen(m_LogFilePath, "w+e"));
+    // "c": no write is a cancellation point. A thread unwound in the middle of one would leave its
+    // entry in the stream and the count and the position behind.
+    m_LogFile.reset(std::fopen(m_LogFilePath, "w+ce"));
     m_LogFilePos = 0;
     if (m_LogFile == nullptr) {
         syslog(LOG_ERR, "ERROR: Error during opening %s --> proceed without it\n", m_LogFilePath);

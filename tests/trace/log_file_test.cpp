@@ -1,3 +1,4 @@
+#include <pthread.h>
 #include <sys/mount.h>
 
 #include <filesystem>
@@ -106,6 +107,22 @@ TEST_F(LogFile, DropsWholeEntriesWhileTheFileSystemIsFull) {
     EXPECT_EQ(texts.back(), "room again");
     Stop();
     umount("/var/log/quorvat");
+}
+
+TEST_F(LogFile, TakesTheEntryOfAThreadThatIsBeingCancelled) {
+    CDebug& debug = Start();
+    pthread_t thread{};
+    const auto printCancelled = [](void* argument) -> void* {
+        pthread_cancel(pthread_self());
+        static_cast<CDebug*>(argument)->PrintAlways(0, "last words");
+        pthread_testcancel();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, printCancelled, &debug), 0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(Texts(kLogFile), std::vector<std::string>{"last words"});
 }
 
 TEST_F(LogFile, AloneTakesWhatIsAlwaysPrintedWhileThereIsNoTarget) {
