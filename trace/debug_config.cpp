@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
+#include "base/cancellation.h"
 #include "base/paths.h"
 #include "trace/debug.h"
 #include "trace/weight_variable.h"
@@ -128,6 +129,8 @@ void CDebug::UpdateConfig() {
     if (!IsUpdateDue()) {
         return;
     }
+    // A thread cancelled half-way would leave a change remembered that was not read.
+    const CCancellationHold hold;
     m_LastDynamicCheck = std::time(nullptr);
     if (m_GlobalConfig.HasChanged() &&
         m_GlobalConfig.OpenSectionInIniFile(kGlobalSection, kGlobalFile,

@@ -1,3 +1,4 @@
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -243,6 +244,21 @@ TEST_F(DynamicUpdate, HappensAtOnceWhenTheClockIsSetBack) {
     Rewrite("zentd.ini", "[zentd]\nFileDebugLevel=4\n");
     fakeTime -= 1;
     debug.Print(0, "any");
+    EXPECT_TRUE(debug.IsLevelActive(4));
+}
+
+TEST_F(DynamicUpdate, IsFinishedByAThreadThatIsBeingCancelled) {
+    CDebug& debug = StartWatching();
+    Rewrite("zentd.ini", "[zentd]\nFileDebugLevel=4\n");
+    fakeTime += 30;
+    pthread_t thread{};
+    const auto printCancelled = [](void* argument) -> void* {
+        pthread_cancel(pthread_self());
+        static_cast<CDebug*>(argument)->Print(0, "any");
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, printCancelled, &debug), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
     EXPECT_TRUE(debug.IsLevelActive(4));
 }
 
