@@ -35,10 +35,21 @@ bool CSwitchApi::LoadSwitch() {
     pfnRelease = reinterpret_cast<SW_Release_Function>(dlsym(hLibrary, MORLA_SWITCH_RELEASE));
     pfnQueryInterface =
         reinterpret_cast<QueryInterfaceFunction>(dlsym(hLibrary, MORLA_SWITCH_QUERY_INTERFACE));
-    if (pfnQueryInterface != nullptr && pfnQueryInterface(kSelectSwitchObject, &pInterface) == 0) {
+    if (pfnQueryInterface != nullptr && !QueryInterface()) {
         pInterface = nullptr;
     }
     return pInterface != nullptr;
+}
+
+bool CSwitchApi::QueryInterface() {
+    try {
+        return pfnQueryInterface(kSelectSwitchObject, &pInterface) != 0;
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        TraceIfActive(1, "\nSWITCH DLL - Exception during QueryInterface");
+        return false;
+    }
 }
 
 bool CSwitchApi::LoadModules(const _ExtensionModuleLoaderConfig& config) {

@@ -14,7 +14,7 @@ public:
     ~CSwitchApi();
 
     // Opens the library, unless it is open, and asks it for the switch object. False when there is
-    // none.
+    // none, or when an exception left the library.
     [[nodiscard]] bool LoadSwitch();
     // Forward to the switch object. False also without one, or when an exception left the library;
     // none reaches the caller.
@@ -35,6 +35,7 @@ private:
     using QueryInterfaceFunction = unsigned char (*)(std::uint32_t selector,
                                                      SwitchInterface** object);
 
+    bool QueryInterface();
     void CloseLibrary();
 
     SW_AddRef_Function pfnAddRef = nullptr;  // kept, never called

@@ -12,9 +12,10 @@
 //   5. StopAllModules(), UnloadModules(0)
 //   6. SW_Release(), then the library is closed
 //
-// Exceptions that leave LoadModules or UnloadModules are caught by the daemon and count as false;
-// exceptions from any other operation end the process. SIGINT, SIGTERM, SIGHUP and SIGALRM are
-// blocked before the library is loaded: threads that it creates inherit that mask and must keep it.
+// Exceptions that leave SW_QueryInterface, LoadModules or UnloadModules are caught by the daemon
+// and count as false; exceptions from any other operation end the process. SIGINT, SIGTERM, SIGHUP
+// and SIGALRM are blocked before the library is loaded: threads that it creates inherit that mask
+// and must keep it.
 #ifndef MORLA_SWITCH_H
 #define MORLA_SWITCH_H
 

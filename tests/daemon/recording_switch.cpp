@@ -4,6 +4,7 @@
 //   refuse       SW_QueryInterface hands out the object, but returns false
 //   low-byte     ... returns 0x100, whose low byte is false
 //   no-object    ... returns true without an object
+//   throw-first  ... throws an int behind handing it out
 //   fail         LoadModules and UnloadModules return false
 //   throw        LoadModules and UnloadModules throw an int
 //
@@ -138,6 +139,9 @@ int SW_QueryInterface(std::uint32_t selector, SwitchInterface** object) {
     if (!Is("no-object")) {
         g_Object = std::make_unique<CRecordingSwitch>();
         *object = g_Object.get();
+    }
+    if (Is("throw-first")) {
+        throw 42;
     }
     if (Is("low-byte")) {
         return 0x100;

@@ -55,7 +55,7 @@ TEST_F(CSwitchApiTest, FailsWithoutAnObject) {
         EXPECT_FALSE(api.LoadSwitch());
         api.Release();
     }
-    for (const char* misbehaviour : {"refuse", "low-byte", "no-object"}) {
+    for (const char* misbehaviour : {"refuse", "low-byte", "no-object", "throw-first"}) {
         const CLoadedSwitch library(MORLA_RECORDING_SWITCH, misbehaviour);
         ASSERT_TRUE(library.IsLoaded());
         CSwitchApi api;
@@ -67,6 +67,8 @@ TEST_F(CSwitchApiTest, FailsWithoutAnObject) {
         EXPECT_EQ(calls, (Lines{"SW_QueryInterface 0", "SW_QueryInterface 0"}));
         api.Release();
     }
+    const Lines exceptions(2, "SWITCH DLL - Exception during QueryInterface");
+    EXPECT_EQ(TextsWith("Exception"), exceptions);
 }
 
 TEST_F(CSwitchApiTest, TurnsExceptionsOfAnyTypeIntoAFalseResult) {
