@@ -1,5 +1,6 @@
 #include <pthread.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -144,6 +145,24 @@ TEST_F(LogFile, LevelFollowsForcedTracing) {
     debug.Print(3, "level 3");
     debug.Print(4, "above");
     EXPECT_EQ(Texts(kLogFile), (std::vector<std::string>{"level 0", "level 3"}));
+}
+
+TEST_F(LogFile, TellsTheSystemLogThatItCannotWrap) {
+    CSyslogCatcher systemLog;
+    ASSERT_EQ(mkfifo(kLogFile, 0600), 0);
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "10");
+    Start().PrintAlways(0, "beyond the limit");
+    EXPECT_TRUE(systemLog.WaitForLine(
+        "ERROR: fseek failed for /var/log/quorvat/log.zentd (errno=29) --> rewind it"));
+}
+
+TEST_F(LogFile, TellsTheSystemLogWhenTheConstructorCannotStart) {
+    CSyslogCatcher systemLog;
+    ConfigureRing(1);
+    std::filesystem::create_directory(kInitRing);
+    const CDebug debug("zentd");
+    EXPECT_TRUE(
+        systemLog.WaitForLine("ERROR: Error during initialization of the CDebug instance."));
 }
 
 TEST_F(LogFile, MissingDirectoryLeavesTheProcessWithoutALogFile) {

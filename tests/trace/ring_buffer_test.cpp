@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <thread>
 
 #include "tests/trace/debug_fixture.h"
@@ -16,7 +19,22 @@ namespace {
 
 constexpr std::string_view kEndMarker = "## TRACE-END ##\n";
 
+bool isMemoryGone = false;
+
 class RingBuffer : public CDebugTest {};
+
+}  // namespace
+
+// The allocation that reports its failure as null. The linker gives these names.
+extern "C" {
+void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept;
+void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept;
+}
+void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept {
+    return isMemoryGone ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+}
+
+namespace {
 
 TEST_F(RingBuffer, StartsWithHeaderGapAndFirstEntryOnAKilobyteBoundary) {
     StartActiveRing();
@@ -47,6 +65,35 @@ TEST_F(RingBuffer, StartUpRingIsFourTimesAsLargeAndKeptWhenGzipIsMissing) {
     EXPECT_EQ(NewestEntry(ring), "### End of initialization. ###");
     debug.Print(3, "while running");
     EXPECT_EQ(NewestEntry(Read(kActiveRing)), "while running");
+}
+
+TEST_F(RingBuffer, GoesOnWhenTheStartUpRingCannotBeCompressed) {
+    ConfigureRing(3);
+    CDebug& debug = Start();
+    rlimit previous{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &previous), 0);
+    // No descriptor is left but the start-up ring's own: enough for the next ring, not for a pipe.
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    const rlimit few{.rlim_cur = static_cast<rlim_t>(next), .rlim_max = previous.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    debug.SetApplInitDone();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &previous), 0);
+    EXPECT_EQ(Texts(kLogFile).back(),
+              "### gziping of startup log file failed -> it doesn't matter ###");
+    debug.Print(3, "while running");
+    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "while running");
+}
+
+TEST_F(RingBuffer, CutsALongMessageThatThereIsNoMemoryFor) {
+    CDebug& debug = StartActiveRing();
+    isMemoryGone = true;
+    debug.Print(1, "%s", std::string(1025, 'm').c_str());
+    isMemoryGone = false;
+    const std::string ring = Read(kActiveRing);
+    const std::string expected =
+        std::string(1024, 'm') + "\n## ERROR: No memory: Output Truncated!\n";
+    EXPECT_EQ(ring.substr(ring.rfind(kEndMarker) - expected.size(), expected.size()), expected);
 }
 
 TEST_F(RingBuffer, KeepsLongMessagesWholeUpToATenthOfItsSize) {
@@ -152,9 +199,14 @@ TEST_F(RingBuffer, ReportsWhyItCannotBeMadeAndSwitchesTracingOff) {
         {"directory", [] { std::filesystem::create_directory(kInitRing); },
          "### InitRingBuffer(): open of /var/log/quorvat/log.zentd_i failed (errno=21; Is a "
          "directory) ###"},
-        {"full", [] { (void)mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=1m"); },
+        {"no room", [] { std::filesystem::create_symlink("/dev/full", kInitRing); },
          "### InitRingBuffer(): (2) write m_InternalDebugBuffer to /var/log/quorvat/log.zentd_i "
          "failed ###"},
+        {"no memory to map", [] { std::filesystem::create_symlink("/dev/null", kInitRing); },
+         "### InitRingBuffer(): mmap of /var/log/quorvat/log.zentd_i failed (errno=19; No such "
+         "device) ###"},
+        {"full", [] { (void)mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=1m"); },
+         nullptr},  // the log has no room for it either
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
@@ -169,7 +221,7 @@ TEST_F(RingBuffer, ReportsWhyItCannotBeMadeAndSwitchesTracingOff) {
         debug.PrintAlways(0, "goes on");
         const auto texts = Texts(kLogFile);
         EXPECT_EQ(texts.back(), "goes on");
-        if (std::string_view(row.Name) != "full") {
+        if (row.Text != nullptr) {
             EXPECT_EQ(texts.front(), row.Text);
         }
         Stop();
