@@ -4,10 +4,35 @@
 #include <semaphore.h>
 
 #include <atomic>
+#include <cerrno>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+namespace {
+
+bool isMutexRefused = false;
+int mutexesDestroyed = 0;
+
+}  // namespace
+
+// The linker gives these names.
+extern "C" {
+int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute);
+int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute);
+int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex);
+}
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute) {
+    return isMutexRefused ? ENOMEM : __real_pthread_mutex_init(mutex, attribute);
+}
+int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
+    const int error = __real_pthread_mutex_destroy(mutex);
+    mutexesDestroyed += error == 0 ? 1 : 0;
+    return error;
+}
 
 namespace {
 
@@ -52,6 +77,26 @@ TEST(CriticalSection, IgnoresALeaveByAnotherThread) {
     CContender contender(section);
     EXPECT_FALSE(contender.IsInside());
     section.Leave();
+}
+
+TEST(CriticalSection, LetsEveryonePassWithoutAMutex) {
+    isMutexRefused = true;
+    CCriticalSection section;
+    isMutexRefused = false;
+    EXPECT_FALSE(section.IsValid());
+    section.Enter();
+    std::thread([&section] { const CCriticalSectionGuard guard(section); }).join();
+    CCriticalSection::CleanupHandlerForCritSecMutex(&section);
+    section.Leave();
+}
+
+TEST(CriticalSection, MayBeDestroyedByItsHolderAtAnyDepth) {
+    std::optional<CCriticalSection> section(std::in_place);
+    section->Enter();
+    section->Enter();
+    mutexesDestroyed = 0;
+    section.reset();
+    EXPECT_EQ(mutexesDestroyed, 1) << "free by then, or the system would have refused";
 }
 
 TEST(CriticalSection, CountsEveryThreadExactlyOnce) {
