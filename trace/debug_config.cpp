@@ -103,6 +103,7 @@ void CDebug::ApplySettings() {
         NumberFromEnvironment("TraceFileLimit", ValueOr(m_IniRingBufferSizeFactor, 0));
     m_RingBufferWeight =
         NumberFromEnvironment("HX_LOG_RINGBUF_WEIGHT", ValueOr(m_IniRingBufferSizeWeight, 0));
+    // Deliberate: the variable is spelled so.
     m_NoHeaderToStderr =
         NumberFromEnvironment("HX_LOG_NOHDR_TOSDTERR", ValueOr(m_IniNoHeaderToStderr, 1));
     m_TraceLevelSaved = m_TraceLevel;

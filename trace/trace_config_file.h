@@ -14,8 +14,10 @@
 class CDebugTraceConfigFile {
 public:
     // Loads the file and finds the section. The first successful call fixes the path as
-    // `directory` / `fileName`; later ones read that path again. After a failure of any kind the
-    // object knows no file at all. Returns whether the section was found.
+    // `directory` / `fileName`; later ones read that path again. Returns whether the section was
+    // found.
+    // Deliberate: after a failure of any kind the object knows no file at all, so that a file which
+    // fails once while it is watched is never looked at again.
     bool OpenSectionInIniFile(const char* section, const char* fileName, const char* directory);
 
     // True when the known file is newer than at its last load; its new size and time are then

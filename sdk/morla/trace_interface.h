@@ -15,7 +15,7 @@
 
 // No data. Slots (Itanium C++ ABI, as g++ and clang lay them out): 0 and 1 the complete and the
 // deleting destructor, then one each from 2 to 8 in the order below. Every operation may be called
-// from any thread at any time; none throws, none reports a failure.
+// from any thread at any time; none throws, and none but Init reports a failure.
 class CDebugTraceConfig {
 public:
     virtual ~CDebugTraceConfig() = default;
