@@ -75,8 +75,8 @@ int WriteRegistryFile(int fd, std::string_view text) {
         if (written < 0 && error == EINTR) {
             continue;
         }
-        if (written < 0) {
-            return error;
+        if (written <= 0) {
+            return written < 0 ? error : EIO;
         }
         text.remove_prefix(static_cast<std::size_t>(written));
     }
