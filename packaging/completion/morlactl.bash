@@ -30,6 +30,9 @@ _morlactl() {
     if [ "$previous" = --type ]; then
         words="string expand dword binary"
     fi
+    if [ -n "$files" ]; then
+        compopt -o filenames 2>/dev/null # blanks are quoted, folders get a slash
+    fi
     mapfile -t COMPREPLY < <(compgen ${files:+-f} -W "$words" -- "$current")
 }
 complete -F _morlactl morlactl
