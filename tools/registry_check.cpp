@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <utility>
+#include <vector>
 
 #include "os/registry_node.h"
 #include "tools/registry_value.h"
@@ -18,7 +19,8 @@ constexpr std::size_t kPieceMax = 1023;  // characters, a line feed included
 
 class CTreeChecker {
 public:
-    std::vector<TreeFinding> Run(std::string_view text);
+    explicit CTreeChecker(const FindingVisitor& visit) : m_Visit(visit) {}
+    void Run(std::string_view text);
 
 private:
     using Names = std::map<std::string, std::size_t, std::less<>>;  // the line of each entry
@@ -28,16 +30,18 @@ private:
     void TakeEntry(std::string_view piece, const StrMapRow& row, std::string_view written);
     void TakeName(const std::string& name);
     void Report(bool isLoss, std::string what) {
-        m_Findings.push_back({m_Line, isLoss, std::move(what)});
+        m_IsAnythingFound = true;
+        m_Visit({m_Line, isLoss, std::move(what)});
     }
 
-    std::vector<TreeFinding> m_Findings;
+    const FindingVisitor& m_Visit;
     std::vector<Names> m_Path{1};  // of the keys from the root down; empty when the root has ended
     std::size_t m_Line = 0;
     bool m_IsRestReported = false;
+    bool m_IsAnythingFound = false;
 };
 
-std::vector<TreeFinding> CTreeChecker::Run(std::string_view text) {
+void CTreeChecker::Run(std::string_view text) {
     const std::string_view whole = text;
     while (!text.empty()) {
         const std::size_t feed = text.find('\n');
@@ -48,7 +52,7 @@ std::vector<TreeFinding> CTreeChecker::Run(std::string_view text) {
     if (!m_Path.empty()) {
         Report(false, "the file ends inside a key: closing lines are added");
     }
-    if (m_Findings.empty()) {
+    if (!m_IsAnythingFound) {
         CRegistryNode root;
         std::string written;
         (void)root.restoreNode(whole);
@@ -57,7 +61,6 @@ std::vector<TreeFinding> CTreeChecker::Run(std::string_view text) {
             Report(false, "entries are written in another order");
         }
     }
-    return std::move(m_Findings);
 }
 
 // A line feed that does not fit behind its line becomes an empty piece of its own.
@@ -169,8 +172,8 @@ void CTreeChecker::TakeName(const std::string& name) {
 
 }  // namespace
 
-std::vector<TreeFinding> CheckTreeText(std::string_view text) {
-    return CTreeChecker().Run(text);
+void CheckTreeText(std::string_view text, const FindingVisitor& visit) {
+    CTreeChecker(visit).Run(text);
 }
 
 }  // namespace tools

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tools {
 
@@ -14,8 +14,11 @@ struct TreeFinding {
     std::string What;
 };
 
-// In the order of lines. Follows the rules by which the file is read: pieces of lines that are too
-// long, nodes that end at empty lines, entries that replace earlier ones.
-[[nodiscard]] std::vector<TreeFinding> CheckTreeText(std::string_view text);
+using FindingVisitor = std::function<void(const TreeFinding&)>;
+
+// Calls `visit` in the order of lines; nothing is collected, for a file may have millions of
+// findings. Follows the rules by which the file is read: pieces of lines that are too long, nodes
+// that end at empty lines, entries that replace earlier ones.
+void CheckTreeText(std::string_view text, const FindingVisitor& visit);
 
 }  // namespace tools

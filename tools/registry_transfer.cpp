@@ -128,11 +128,11 @@ int CheckTreeFile(const RegistryArguments& arguments) {
     if (isLoss) {
         PrintLine(arguments.File + ": holds no entry, counts as unreadable");
     }
-    for (const TreeFinding& finding : CheckTreeText(text)) {
+    CheckTreeText(text, [&](const TreeFinding& finding) {
         PrintLine(arguments.File + ":" + std::to_string(finding.Line) + ": " +
                   (finding.IsLoss ? "lost: " : "changed: ") + finding.What);
         isLoss = isLoss || finding.IsLoss;
-    }
+    });
     return isLoss ? kFailure : kSuccess;
 }
 

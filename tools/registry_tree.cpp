@@ -19,13 +19,14 @@ namespace {
 
 // What a save would lose of the text of that file; empty when nothing.
 std::string FindLoss(const std::string& path, const std::string& text) {
-    for (const TreeFinding& finding : CheckTreeText(text)) {
-        if (finding.IsLoss) {
-            return "a save would lose something of " + path + ", line " +
+    std::string loss;
+    CheckTreeText(text, [&](const TreeFinding& finding) {
+        if (finding.IsLoss && loss.empty()) {
+            loss = "a save would lose something of " + path + ", line " +
                    std::to_string(finding.Line) + ": " + finding.What;
         }
-    }
-    return "";
+    });
+    return loss;
 }
 
 // Follows the order in which the registry looks for its tree. Empty when the first file that is

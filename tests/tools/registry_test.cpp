@@ -140,9 +140,9 @@ TEST(RegistryExport, RefusesOtherJson) {
 // Line, "lost" or "changed", for each finding.
 std::vector<std::string> Findings(const std::string& text) {
     std::vector<std::string> findings;
-    for (const tools::TreeFinding& finding : tools::CheckTreeText(text)) {
+    tools::CheckTreeText(text, [&](const tools::TreeFinding& finding) {
         findings.push_back(std::to_string(finding.Line) + (finding.IsLoss ? " lost" : " changed"));
-    }
+    });
     return findings;
 }
 
