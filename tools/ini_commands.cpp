@@ -1,17 +1,19 @@
 // morlactl ini: reading and changing an INI file.
-#include <unistd.h>
+#include <fcntl.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/error_text.h"
+#include "base/unique_fd.h"
 #include "os/ini_file.h"
+#include "os/profile_file.h"
+#include "os/profile_string.h"
 #include "tools/command.h"
 
 namespace tools {
@@ -33,16 +35,41 @@ bool Contains(const Names& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-Names SectionsOf(CIniFile& ini) {
+// A list of the profile operations, of any length: the class gives up long ones.
+Names ReadNames(const std::string& file, const char* section) {
+    constexpr std::size_t kFirstSize = 65536;
+    std::string list(kFirstSize, '\0');
+    const auto isPerhapsCut = [&] {
+        const auto size = static_cast<unsigned int>(list.size());
+        return GetPrivateProfileString(section, nullptr, nullptr, list.data(), size,
+                                       file.c_str()) >= size - 2;
+    };
+    while (isPerhapsCut()) {
+        list.resize(2 * list.size());
+    }
     Names names;
-    (void)ini.GetSections(names);
+    for (const char* name = list.c_str(); *name != '\0'; name += names.back().size() + 1) {
+        names.emplace_back(name);
+    }
     return names;
 }
 
-Names KeysOf(CIniFile& ini, const std::string& section) {
-    Names names;
-    (void)ini.GetEnums(names, section.c_str());
-    return names;
+Names SectionsOf(const CIniFile& ini) {
+    return ReadNames(ini.GetFileName(), nullptr);
+}
+
+Names KeysOf(const CIniFile& ini, const std::string& section) {
+    return ReadNames(ini.GetFileName(), section.c_str());
+}
+
+// What keeps the file from being opened with these flags: 0 or an errno number.
+int OpenError(const std::string& name, int flags) {
+    CUniqueFd file;
+    return ini::OpenRegularFile(name.c_str(), flags, file);
+}
+
+std::string ErrorText(int error) {
+    return error == EINVAL ? "not a regular file" : CErrorText(error).Get();
 }
 
 // 0 with the file open, else the exit code.
@@ -50,9 +77,14 @@ int OpenFile(CIniFile& ini, const std::string& name) {
     if (ini.Open(name.c_str(), true)) {
         return kSuccess;
     }
-    const int error = errno;
+    const int error = OpenError(name, O_RDONLY);  // the class says only that it failed
     return Fail(error == ENOENT ? kNotFound : kFailure,
-                "cannot open " + name + ": " + CErrorText(error).Get());
+                "cannot open " + name + ": " + ErrorText(error));
+}
+
+int CannotWrite(const std::string& name) {
+    const int error = OpenError(name, O_RDWR);
+    return Fail(kFailure, "cannot write " + name + (error != 0 ? ": " + ErrorText(error) : ""));
 }
 
 int NoSection(const Arguments& arguments) {
@@ -91,11 +123,18 @@ bool HasOuterBlanks(std::string_view text) {
                              kWhiteSpace.find(text.back()) != std::string_view::npos);
 }
 
+constexpr char kSectionRule[] =
+    "a section's name is not empty and holds no \"]\", \";\" or line feed";
+
+bool IsSectionName(const std::string& name) {
+    return !name.empty() && name.find_first_of("]\n;") == std::string::npos;
+}
+
 // Why a setting would not be read back as it is written; empty when it would.
 std::string WhyNotReadBack(const Arguments& arguments) {
     constexpr std::size_t kLineMax = 1023;
-    if (arguments.Section.empty() || arguments.Section.find_first_of("]\n;") != std::string::npos) {
-        return "a section's name is not empty and holds no \"]\", \";\" or line feed";
+    if (!IsSectionName(arguments.Section)) {
+        return kSectionRule;
     }
     if (arguments.Key.empty() || arguments.Key.front() == '[' ||
         arguments.Key.find_first_of("=;\n") != std::string::npos || HasOuterBlanks(arguments.Key)) {
@@ -123,7 +162,7 @@ int Set(const Arguments& arguments) {
     CIniFile ini;
     (void)ini.Open(arguments.File.c_str(), false);
     if (!ini.SetString(arguments.Section.c_str(), arguments.Key.c_str(), arguments.Value.c_str())) {
-        return Fail(kFailure, "cannot write " + arguments.File);
+        return CannotWrite(arguments.File);
     }
     std::string value;
     (void)ini.GetString(value, arguments.Section.c_str(), arguments.Key.c_str(), "");
@@ -135,6 +174,30 @@ int Set(const Arguments& arguments) {
     return kSuccess;
 }
 
+// A read may find what a delete left: an indented line, or a second one of the same name.
+int DeleteKey(const Arguments& arguments, CIniFile& ini) {
+    if (!Contains(KeysOf(ini, arguments.Section), arguments.Key)) {
+        return NoKey(arguments);
+    }
+    if (!ini.DeleteKey(arguments.Section.c_str(), arguments.Key.c_str())) {
+        return Fail(kFailure, "cannot delete the key from " + arguments.File +
+                                  " (an indented line is only read, never changed)");
+    }
+    return Contains(KeysOf(ini, arguments.Section), arguments.Key)
+               ? Fail(kFailure, "deleted, but another setting of this section and key is in " +
+                                    arguments.File)
+               : static_cast<int>(kSuccess);
+}
+
+int DeleteSection(const Arguments& arguments, CIniFile& ini) {
+    if (!ini.DeleteSection(arguments.Section.c_str())) {
+        return Fail(kFailure, "cannot delete the section from " + arguments.File);
+    }
+    return Contains(SectionsOf(ini), arguments.Section)
+               ? Fail(kFailure, "deleted, but another section of this name is in " + arguments.File)
+               : static_cast<int>(kSuccess);
+}
+
 int Delete(const Arguments& arguments) {
     CIniFile ini;
     if (const int code = OpenFile(ini, arguments.File); code != kSuccess) {
@@ -143,18 +206,7 @@ int Delete(const Arguments& arguments) {
     if (!Contains(SectionsOf(ini), arguments.Section)) {
         return NoSection(arguments);
     }
-    if (!arguments.HasKey) {
-        return ini.DeleteSection(arguments.Section.c_str())
-                   ? static_cast<int>(kSuccess)
-                   : Fail(kFailure, "cannot delete the section from " + arguments.File);
-    }
-    if (!Contains(KeysOf(ini, arguments.Section), arguments.Key)) {
-        return NoKey(arguments);
-    }
-    return ini.DeleteKey(arguments.Section.c_str(), arguments.Key.c_str())
-               ? static_cast<int>(kSuccess)
-               : Fail(kFailure, "cannot delete the key from " + arguments.File +
-                                    " (an indented line is only read, never changed)");
+    return arguments.HasKey ? DeleteKey(arguments, ini) : DeleteSection(arguments, ini);
 }
 
 int List(const Arguments& arguments) {
@@ -181,6 +233,9 @@ int List(const Arguments& arguments) {
 }
 
 int Copy(const Arguments& arguments) {
+    if (!IsSectionName(arguments.Value)) {
+        return Fail(kFailure, std::string("nothing was written: ") + kSectionRule);
+    }
     CIniFile ini;
     if (const int code = OpenFile(ini, arguments.File); code != kSuccess) {
         return code;

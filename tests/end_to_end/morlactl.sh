@@ -114,7 +114,32 @@ ini_files() {
     expect 0 '' ini delete "$file" A
     expect 0 B ini list "$file"
     expect 2 '' ini list "$file" A
+    expect 1 '' ini copy "$file" B ''
+    expect 1 '' ini copy "$file" B 'a]b'
+    expect 0 B ini list "$file"
     expect 1 '' ini set /no/such/folder/file A k v
+
+    # Success means that reads see the change: they may find another line of the same name.
+    printf '[A]\n k=1\nk=2\n[B]\nx=1\n[B]\nx=2\n' >"$file"
+    expect 1 '' ini delete "$file" A k
+    expect 1 '' ini delete "$file" A k
+    expect 1 '' ini delete "$file" B
+    expect 0 '' ini delete "$file" B
+
+    local many
+    many="$(printf 'a section %s\n' {1..5000})" # longer than a list of the class
+    printf '%s\n' "$many" | sed 's/.*/[&]\n&=1/' >"$file"
+    expect 0 "$many" ini list "$file"
+    expect 0 '' ini delete "$file" 'a section 5000'
+
+    local other
+    mkfifo /tmp/fifo
+    for other in '/tmp: Is a directory' '/tmp/fifo: not a regular file'; do
+        expect 1 '' ini list "${other%%:*}"
+        same 'reason of a refused reading' "$(cat /tmp/stderr)" "morlactl: cannot open $other"
+        expect 1 '' ini set "${other%%:*}" A k v
+        same 'reason of a refused writing' "$(cat /tmp/stderr)" "morlactl: cannot write $other"
+    done
 }
 
 registry() {
