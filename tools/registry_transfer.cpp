@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+#include <vector>
 
 #include "base/error_text.h"
 #include "tools/command.h"
@@ -18,23 +18,23 @@ namespace {
 
 // 0 with the text, else the exit code. "-" is standard input.
 int ReadInput(const std::string& file, std::string& text) {
-    std::ostringstream content;
-    if (file == "-") {
-        content << std::cin.rdbuf();
-    } else {
-        std::ifstream stream(file, std::ios::binary);
+    std::ifstream named;
+    if (file != "-") {
+        named.open(file, std::ios::binary);
         const int error = errno;
-        if (!stream) {
+        if (!named) {
             return Fail(error == ENOENT ? kNotFound : kFailure,
                         "cannot open " + file + ": " + CErrorText(error).Get());
         }
-        content << stream.rdbuf();
-        if (stream.bad()) {
-            return Fail(kFailure, "cannot read " + file);
-        }
     }
-    text = content.str();
-    return kSuccess;
+    std::istream& stream = file == "-" ? std::cin : named;
+    constexpr std::size_t kBlockSize = 65536;
+    std::vector<char> block(kBlockSize);
+    while (stream) {
+        stream.read(block.data(), kBlockSize);
+        text.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+    return stream.bad() ? Fail(kFailure, "cannot read " + file) : static_cast<int>(kSuccess);
 }
 
 KeyPath Join(KeyPath path, const KeyPath& rest) {

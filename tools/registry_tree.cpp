@@ -29,15 +29,21 @@ std::string FindLoss(const std::string& path, const std::string& text) {
     return loss;
 }
 
-// Follows the order in which the registry looks for its tree. Empty when the first file that is
-// there and not empty is sound, or when there is none at all.
+// Follows the order in which the registry looks for its tree. Nothing to say when the first file
+// that is there and not empty is sound, or when there is none at all. An empty file is a damaged
+// one, which another file can make up for.
 std::string FindDamage(bool isChange) {
+    std::string damage;
     for (const char* const path :
          {CRegistry::MPRegistry, CRegistry::MPRegistryOld, CRegistry::MPRegistryDefault}) {
         std::string text;
         const RegistryFileState state = ReadRegistryFile(path, text);
         const bool isMissing = access(path, F_OK) != 0 && errno == ENOENT;
-        if (isMissing || state == RegistryFileState::Empty) {
+        if (isMissing) {
+            continue;
+        }
+        if (state == RegistryFileState::Empty) {
+            damage = damage.empty() ? std::string(path) + " is empty" : damage;
             continue;
         }
         CRegistryNode node;
@@ -46,7 +52,7 @@ std::string FindDamage(bool isChange) {
         }
         return isChange ? FindLoss(path, text) : "";
     }
-    return "";
+    return damage;
 }
 
 }  // namespace
@@ -88,6 +94,9 @@ int LoadTree(bool isChange, bool isForced) {
 }
 
 int SaveTree() {
+    if (!RegistryState.MIsDirty()) {
+        return kSuccess;
+    }
     CRegistry::SaveTree();
     std::string expected;
     std::string saved;

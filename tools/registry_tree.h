@@ -22,7 +22,8 @@ using KeyPath = std::vector<std::string>;  // names from a predefined key on
 // the exit code is not 0, unless `isForced`.
 [[nodiscard]] int LoadTree(bool isChange, bool isForced);
 
-// Saves the tree and reads the file again. The exit code is not 0 when it does not hold the tree.
+// Saves the tree, when it changed, and reads the file again. The exit code is not 0 when that does
+// not hold the tree. Handles that changed the tree still exist: one that goes has saved it.
 [[nodiscard]] int SaveTree();
 
 // The node of that key; null when there is none.

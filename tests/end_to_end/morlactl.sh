@@ -146,6 +146,7 @@ registry() {
     local fans=HKEY_LOCAL_MACHINE/SOFTWARE/Fans
     expect 1 '' registry create "$fans" # no folder to save in
     mkdir -p /etc/quorvat
+    expect 0 '' registry create HKEY_USERS # nothing to make, nothing to save
     expect 2 '' registry list "$fans"
     expect 0 '' registry create "$fans"
     expect 2 '' registry set HKEY_USERS/None n v
@@ -212,6 +213,16 @@ damaged_trees() {
         expect 0 v registry get HKEY_USERS n
     done
     expect 2 '' registry check /no/such/file
+    expect 1 '' registry check /tmp
+    expect 1 '' registry import /tmp
+    same 'reason of a refused import' "$(cat /tmp/stderr)" 'morlactl: cannot read /tmp'
+    # An empty file is no tree, but its backup is one.
+    rm -f /etc/quorvat/*
+    : >/etc/quorvat/registry
+    expect 1 '' registry list HKEY_USERS
+    expect 1 '' registry create HKEY_USERS/K
+    printf '[HKEY_USERS]\nn=s=v\n\n\n' >/etc/quorvat/registry.old
+    expect 0 v registry get HKEY_USERS n
     # The backup counts as well, when it is what would be read.
     rm -f /etc/quorvat/*
     printf 'garbage\n' >/etc/quorvat/registry.old
