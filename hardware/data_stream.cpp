@@ -60,6 +60,7 @@ bool CDataStream::ReadFromFile(const std::string& path, CDataStream& out) {
     return true;
 }
 
+// NOLINTNEXTLINE(readability-function-size): as declared
 void CDataStream::DumpHex(std::string& out, const unsigned char* data, unsigned long size,
                           bool withOffset, bool withAscii, unsigned long itemsPerLine,
                           int itemWidth, const char* text) {

@@ -35,6 +35,7 @@ public:
     // `text`, unless that is null. No newline stands behind the last line.
     // `withOffset`: the line's offset in bytes; left out when `size` is at most `itemsPerLine`.
     // `withAscii`: the bytes as characters; left out with items of 4 bytes.
+    // NOLINTNEXTLINE(readability-function-size): the operation's given parameters
     static void DumpHex(std::string& out, const unsigned char* data, unsigned long size,
                         bool withOffset, bool withAscii, unsigned long itemsPerLine, int itemWidth,
                         const char* text);

@@ -5,7 +5,7 @@ _morlactl() {
     local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
     case "$COMP_CWORD $command" in
-        1*) words="ini process registry --help --version" ;;
+        1*) words="ini process registry smbios --help --version" ;;
         2\ ini*) words="get set delete list copy --help" ;;
         2\ process*) words="find show --help" ;;
         2\ registry*) words="get set list create delete export import check --help" ;;
@@ -27,7 +27,11 @@ _morlactl() {
         esac
         words+=" --help"
     fi
-    if [ "$previous" = --type ]; then
+    if [ "${COMP_WORDS[1]}" = smbios ] && [ "$COMP_CWORD" -gt 1 ]; then
+        words="--from --json --type --help"
+        files=""
+        [ "$previous" != --from ] || files=yes
+    elif [ "$previous" = --type ]; then
         words="string expand dword binary"
     fi
     if [ -n "$files" ]; then

@@ -252,6 +252,7 @@ completions() {
     complete_to binary registry set HKEY_USERS n v --type b
     complete_to /tmp/export.json registry import /tmp/exp
     complete_to --json process show 1 --j
+    complete_to --from smbios --f
     # Every command that the tool knows is offered, and none that it does not know.
     local group command
     for group in ini process registry; do
@@ -264,11 +265,41 @@ completions() {
     done
 }
 
+smbios() {
+    local tables=/sys/firmware/dmi/tables
+    expect 64 '' smbios --type 256
+    expect 1 '' smbios
+    expect 2 '' smbios --from /tmp/none
+    mkdir -p "$tables" /tmp/captured
+    printf '_SM3_\0\030\003\002' >"$tables/smbios_entry_point"
+    printf '\013\005\001\0\001one\0two\0\0\177\004\002\0\0\0' >"$tables/DMI"
+    cp "$tables"/* /tmp/captured
+    local head='SMBIOS 3.2, 2 structures, 20 bytes'
+    local strings='0x0001  type  11    5 bytes  OEM Strings
+    1: one
+    2: two'
+    expect 0 "$head
+$strings
+0x0002  type 127    4 bytes  End-of-Table" smbios
+    expect 0 "$head
+$strings" smbios --from /tmp/captured --type 11
+    expect 2 "$head" smbios --type 1
+    prints '"complete": true' smbios --json
+    printf '\177' >>/tmp/captured/DMI    # one byte behind the table's end is counted
+    prints '"structure_count": 3' smbios --json --from /tmp/captured
+    printf '\001\377\0\0' >/tmp/captured/DMI
+    expect 1 'SMBIOS 3.2, 0 structures, 4 bytes
+0x0000  type   1  255 bytes  System Information' smbios --from /tmp/captured
+    : >/tmp/captured/DMI
+    expect 1 '' smbios --from /tmp/captured
+}
+
 export HOME=/home
 usage
 processes
 ini_files
 registry
 damaged_trees
+smbios
 completions
 [ "$failures" -eq 0 ]

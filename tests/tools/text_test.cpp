@@ -31,6 +31,12 @@ const struct {
     {"\xE2\x82\x1b", false, "\\xe2\\x82\\x1b"},
 };
 
+TEST(Utf8, GetsAReplacementForEachMalformedByte) {
+    EXPECT_EQ(tools::ReplaceMalformed("a\xC3\xA4\x1b"), "a\xC3\xA4\x1b");
+    EXPECT_EQ(tools::ReplaceMalformed("\x9B\xE2\x82z\xC3"),
+              "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD");
+}
+
 TEST(TerminalText, ShowsControlBytesAndMalformedCharactersEscaped) {
     for (const auto& row : kTexts) {
         EXPECT_EQ(tools::EscapeControls(row.Text), row.Safe);
