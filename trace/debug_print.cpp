@@ -6,8 +6,7 @@
 // Runs `writer` under the lock. Nothing it raises reaches the caller, except the unwinding of a
 // cancelled thread, which must go on; the guard frees the lock on that way too.
 template <typename Writer>
-// The unwinding of a cancelled thread has no object that the reference could be bound to.
-__attribute__((no_sanitize("null"))) void CDebug::Guarded(Writer writer) {
+void CDebug::Guarded(Writer writer) {
     try {
         const CCriticalSectionGuard guard(m_Lock);
         writer();
