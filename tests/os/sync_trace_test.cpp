@@ -122,7 +122,8 @@ TEST_F(SyncTrace, NamesWhatHappensToAThread) {
         static_cast<CEvent*>(argument)->Wait(kWaitInfinite);
         return nullptr;
     };
-    static CEvent gate(false, true, "gate");  // outlives the detached thread
+    // Never destroyed: on a loaded machine the detached thread may first run while the process ends.
+    static CEvent& gate = *new CEvent(false, true, "gate");
     CThread thread;
     thread.Kill(0);
     ASSERT_TRUE(thread.Start(function, &gate, 0, false, 0, 0, false));
