@@ -122,7 +122,8 @@ TEST_F(SyncTrace, NamesWhatHappensToAThread) {
         static_cast<CEvent*>(argument)->Wait(kWaitInfinite);
         return nullptr;
     };
-    // Never destroyed: on a loaded machine the detached thread may first run while the process ends.
+    // Never destroyed: on a loaded machine the detached thread may first run while the process
+    // ends.
     static CEvent& gate = *new CEvent(false, true, "gate");
     CThread thread;
     thread.Kill(0);
