@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/file_io.h"
 #include "base/unique_fd.h"
 
 int ReadKernelFile(const char* path, std::string& text, std::size_t limit) {
@@ -18,17 +19,13 @@ int ReadKernelFile(const char* path, std::string& text, std::size_t limit) {
     while (length < limit) {
         const std::size_t wanted = std::min(kStep, limit - length);
         text.resize(length + wanted);
-        const ssize_t got = read(fd.Get(), text.data() + length, wanted);
-        const int error = errno;
-        if (got < 0 && error == EINTR) {
-            continue;
-        }
-        if (got < 0) {
+        const ReadResult got = ReadOnce(fd.Get(), text.data() + length, wanted);
+        if (got.Error != 0) {
             text.clear();
-            return error;
+            return got.Error;
         }
-        length += static_cast<std::size_t>(got);
-        if (got == 0) {
+        length += got.Bytes;
+        if (got.Bytes == 0) {
             break;
         }
     }

@@ -5,20 +5,12 @@
 #include <memory>
 #include <utility>
 
+#include "base/owned_text.h"
+
 namespace {
 
 constexpr std::size_t kGrowRows = 16;
 constexpr std::size_t kBlockRows = 256;  // 6 KiB: a move inside one stays in the first-level cache
-
-std::unique_ptr<char[]> CopyName(const char* name) {
-    if (name == nullptr) {
-        return nullptr;
-    }
-    const std::size_t size = std::strlen(name) + 1;
-    auto copy = std::make_unique_for_overwrite<char[]>(size);
-    std::memcpy(copy.get(), name, size);
-    return copy;
-}
 
 }  // namespace
 
@@ -91,7 +83,7 @@ bool CStrMap::IsBehindLast(const char* name) const {
 }
 
 StrMapRow* CStrMap::Insert(const char* name, void* data, std::uint32_t type) {
-    auto ownName = CopyName(name);
+    auto ownName = CopyOfText(name);
     Place place = UpperBound(name);
     if (m_Blocks.empty()) {
         Block first;
@@ -132,7 +124,8 @@ void CStrMap::Split(std::size_t blockIndex) {
 }
 
 void CStrMap::Erase(const StrMapRow* row) {
-    for (std::size_t i = 0; i < m_Blocks.size(); ++i) {
+    // Rows of one name may reach back over several blocks.
+    for (std::size_t i = BlockOf(row->Name) + 1; i-- > 0;) {
         Block& block = m_Blocks[i];
         const std::less<> isBefore;
         if (isBefore(row, block.data()) || !isBefore(row, block.data() + block.size())) {

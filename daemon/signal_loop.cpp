@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "base/control_signals.h"
 #include "daemon/daemon_tag.h"
 #include "daemon/exit_event.h"
 #include "daemon/run_level.h"
@@ -9,15 +10,6 @@
 #include "trace/debug.h"
 
 using daemon_names::kTag;
-
-sigset_t ControlSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) {
-        sigaddset(&signals, signal);
-    }
-    return signals;
-}
 
 void RunSignalLoop(CSwitchApi& switchApi) {
     const sigset_t waitSet = ControlSignals();

@@ -1,15 +1,12 @@
 // The daemon's sleep between start and stop: waits for the control signals and acts on them.
 #pragma once
 
-#include <csignal>
 #include <cstdint>
 
 #include "daemon/switch_api.h"
 
-// SIGINT, SIGTERM, SIGHUP and SIGALRM: blocked in every thread, taken by RunSignalLoop.
-[[nodiscard]] sigset_t ControlSignals();
-
-// Takes the control signals until the exit event is set. A wait that fails counts as SIGTERM.
+// Takes the control signals, which every thread has blocked, until the exit event is set. A wait
+// that fails counts as SIGTERM.
 void RunSignalLoop(CSwitchApi& switchApi);
 
 // Handles one signal: SIGHUP flips tracing, SIGALRM is ignored, any other stops the daemon: the

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "base/bounded_text.h"
+#include "base/control_signals.h"
 #include "base/error_text.h"
 #include "base/paths.h"
 #include "daemon/command_line.h"

@@ -88,7 +88,13 @@ bool CSwitchApi::UnloadModules(std::uint32_t reserved) {
 void CSwitchApi::Release() {
     pInterface = nullptr;
     if (pfnRelease != nullptr) {
-        pfnRelease();
+        try {
+            pfnRelease();
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            TraceIfActive(1, "\nSWITCH DLL - Exception during Release");
+        }
     }
     CloseLibrary();
     pfnAddRef = nullptr;

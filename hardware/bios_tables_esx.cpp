@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/error_text.h"
+#include "base/file_io.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "hardware/bios_tables.h"
@@ -21,37 +22,26 @@ constexpr std::size_t kReadMax = 64;      // bytes asked for at once of the entr
 constexpr std::size_t kBehindTable = 32;  // bytes that may follow the table
 constexpr const char* kDevice = paths::kHypervisorSmbios;
 
-struct ReadResult {
-    ssize_t Length;  // -1: failed
-    int Error;
-};
-
-ReadResult ReadOnce(int fd, unsigned char* buffer, std::size_t size) {
-    for (;;) {
-        const ssize_t length = read(fd, buffer, size);
-        const int error = errno;
-        if (length >= 0 || error != EINTR) {
-            return {length, length < 0 ? error : 0};
-        }
-    }
+// As read(2) returns it.
+ssize_t LengthOf(const ReadResult& result) {
+    return result.Error != 0 ? -1 : static_cast<ssize_t>(result.Bytes);
 }
 
 bool ReadEntryPoint(int fd, _DMI_21_EPS& entryPoint) {
     unsigned char bytes[kReadMax]{};
     const ReadResult got = ReadOnce(fd, bytes, sizeof bytes);
     std::memcpy(&entryPoint, bytes, sizeof entryPoint);
-    if (got.Length < static_cast<ssize_t>(sizeof entryPoint)) {
+    if (got.Bytes < sizeof entryPoint) {
         Debug.Print(1,
                     "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (readlen "
                     "= %d, hdrlen = %d), Reason: %s\n",
-                    kDevice, static_cast<int>(got.Length), entryPoint.Length,
+                    kDevice, static_cast<int>(LengthOf(got)), entryPoint.Length,
                     CErrorText(got.Error).Get());
         return false;
     }
     if (Debug.IsLevelActive(5)) {
         std::string dump;
-        CDataStream::DumpHex(dump, bytes, static_cast<unsigned long>(got.Length), true, true, 16, 1,
-                             nullptr);
+        CDataStream::DumpHex(dump, bytes, got.Bytes, true, true, 16, 1, nullptr);
         Debug.Print(5, "\n%s", dump.c_str());
     }
     return true;
@@ -66,38 +56,31 @@ bool SkipEntryPoint(int fd, std::size_t length) {
         // behind the entry point ends the loop. An entry point of more than 64 bytes is skipped
         // only by a device that gives it in such pieces.
         const ReadResult got = ReadOnce(fd, bytes, std::min(length, kReadMax));
-        if (got.Length == outstanding) {
+        if (LengthOf(got) == outstanding) {
             return true;
         }
-        if (got.Length <= 0) {  // at the end of the device nothing more can come
+        if (got.Bytes == 0) {  // at the end of the device nothing more can come
             Debug.Print(1,
                         "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (len "
                         "= %d, BytesToRead = %d), Reason: %s\n",
-                        kDevice, static_cast<int>(got.Length), static_cast<int>(outstanding),
+                        kDevice, static_cast<int>(LengthOf(got)), static_cast<int>(outstanding),
                         CErrorText(got.Error).Get());
             return false;
         }
-        outstanding -= got.Length;
+        outstanding -= LengthOf(got);
     }
 }
 
 bool ReadTable(int fd, std::size_t tableLength, CDataStream& data) {
     std::vector<unsigned char> bytes(tableLength + kBehindTable);
-    std::size_t length = 0;
-    while (length < bytes.size()) {
-        const ReadResult got = ReadOnce(fd, bytes.data() + length, bytes.size() - length);
-        if (got.Length < 0) {
-            Debug.Print(1,
-                        "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! "
-                        "(BytesToRead = %d), Reason: %s\n",
-                        kDevice, static_cast<int>(bytes.size() - length),
-                        CErrorText(got.Error).Get());
-            return false;
-        }
-        if (got.Length == 0) {
-            break;
-        }
-        length += static_cast<std::size_t>(got.Length);
+    const ReadResult got = ReadFully(fd, bytes.data(), bytes.size());
+    const std::size_t length = got.Bytes;
+    if (got.Error != 0) {
+        Debug.Print(1,
+                    "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! "
+                    "(BytesToRead = %d), Reason: %s\n",
+                    kDevice, static_cast<int>(bytes.size() - length), CErrorText(got.Error).Get());
+        return false;
     }
     if (length < tableLength) {
         Debug.Print(1,

@@ -55,10 +55,10 @@ std::optional<CPciAddress> CPciAddress::Parse(std::string_view text) {
                        static_cast<std::uint8_t>(device), static_cast<std::uint8_t>(function));
 }
 
-bool operator<(const CPciAddress& a, const CPciAddress& b) {
-    if (!a.IsValid() || !b.IsValid()) {
+bool CPciAddress::operator<(const CPciAddress& other) const {
+    if (!IsValid() || !other.IsValid()) {
         return false;
     }
-    return std::tie(a.m_Segment, a.m_Bus, a.m_Device, a.m_Function) <
-           std::tie(b.m_Segment, b.m_Bus, b.m_Device, b.m_Function);
+    return std::tie(m_Segment, m_Bus, m_Device, m_Function) <
+           std::tie(other.m_Segment, other.m_Bus, other.m_Device, other.m_Function);
 }

@@ -30,14 +30,13 @@ public:
 
     // Compares all fields, also of invalid addresses.
     bool operator==(const CPciAddress& other) const = default;
+    // By segment, bus, device, function.
+    // Deliberate: the invalid address is neither less nor greater than any other, so that a lookup
+    // of it in an ordered container finds whichever element the search meets first.
+    [[nodiscard]] bool operator<(const CPciAddress& other) const;
 
     std::uint16_t m_Segment = 0;
     std::uint8_t m_Bus = kInvalid;
     std::uint8_t m_Device = kInvalid;
     std::uint8_t m_Function = kInvalid;
 };
-
-// By segment, bus, device, function.
-// Deliberate: the invalid address is neither less nor greater than any other, so that a lookup of
-// it in an ordered container finds whichever element the search meets first.
-[[nodiscard]] MORLA_API bool operator<(const CPciAddress& a, const CPciAddress& b);

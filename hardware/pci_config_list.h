@@ -13,7 +13,7 @@
 #include "hardware/pci_common_config_header.h"
 
 // One PCI function.
-class MORLA_API CPciSlotData {
+class CPciSlotData {
 public:
     static constexpr std::int32_t kNoSlot = -1;
 
@@ -27,7 +27,7 @@ public:
     std::string m_SlotReason;
 };
 
-class MORLA_API CPciConfigList : public std::map<CPciAddress, CPciSlotData> {
+class CPciConfigList : public std::map<CPciAddress, CPciSlotData> {
 public:
     // Reads all functions of the machine into `list`, which keeps what it held; with
     // `withSlotMapping` their slots too. False when the function list cannot be read. Belongs to

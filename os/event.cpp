@@ -6,6 +6,7 @@
 
 #include "base/cancellation.h"
 #include "base/critical_section.h"
+#include "base/owned_text.h"
 #include "base/str_map.h"
 #include "os/event_body.h"
 #include "trace/debug.h"
@@ -14,16 +15,6 @@ namespace {
 
 constexpr unsigned int kTraceDetail = 5;
 constexpr timespec kDestroyStep{1, 0};  // between two looks whether the waiters have left
-
-std::unique_ptr<char[]> CopyOfName(const char* name) {
-    if (name == nullptr) {
-        return nullptr;
-    }
-    const std::size_t size = std::strlen(name) + 1;
-    auto copy = std::make_unique<char[]>(size);
-    std::memcpy(copy.get(), name, size);
-    return copy;
-}
 
 }  // namespace
 
@@ -40,7 +31,7 @@ CEvent::ProcessState& CEvent::State() {
 }
 
 CEvent::Body::Body(bool initialState, bool manualReset, const char* name)
-    : IsManual(manualReset), IsSignaled(initialState), Name(CopyOfName(name)) {
+    : IsManual(manualReset), IsSignaled(initialState), Name(CopyOfText(name)) {
     pthread_condattr_init(&Attribute);
     if (const int error = pthread_condattr_setclock(&Attribute, CLOCK_MONOTONIC); error != 0) {
         Debug.Print(3,

@@ -10,6 +10,7 @@
 
 #include "base/bounded_text.h"
 #include "base/cancellation.h"
+#include "base/owned_text.h"
 #include "base/unique_fd.h"
 #include "os/profile_file.h"
 #include "os/profile_string.h"
@@ -50,13 +51,7 @@ bool CIniFile::Read(std::unique_ptr<char[]>& buffer, std::uint32_t& size, const 
 }
 
 void CIniFile::SetFilename(const char* name) {
-    std::unique_ptr<char[]> copy;
-    if (name != nullptr) {
-        const std::size_t size = std::strlen(name) + 1;
-        copy = std::make_unique<char[]>(size);
-        CopyText(copy.get(), size, name);
-    }
-    m_FileName = std::move(copy);
+    m_FileName = CopyOfText(name);
 }
 
 const char* CIniFile::GetFileName() const {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/file_io.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "os/proc_text.h"
@@ -32,14 +33,11 @@ std::string ProcPath(int pid, std::string_view file) {
 void ReadFirstLine(int fd, std::string& line) {
     char block[kPathMax];
     while (line.size() < kLineMax) {
-        const ssize_t got = read(fd, block, std::min(sizeof block, kLineMax - line.size()));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
+        const ReadResult got = ReadOnce(fd, block, std::min(sizeof block, kLineMax - line.size()));
+        if (got.Bytes == 0) {
             return;
         }
-        const std::string_view text(block, static_cast<std::size_t>(got));
+        const std::string_view text(block, got.Bytes);
         const std::string_view part = os::FirstLine(text);
         line.append(part);
         if (part.size() < text.size()) {

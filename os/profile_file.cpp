@@ -10,6 +10,7 @@
 #include <limits>
 #include <string>
 
+#include "base/file_io.h"
 #include "os/ini_scanner.h"
 
 namespace ini {
@@ -31,36 +32,7 @@ off_t MeasureFile(int file) {
 
 // Reads exactly `text.size()` bytes from that offset.
 bool ReadAt(int file, std::string& text, std::uint64_t position) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t got =
-            pread(file, text.data() + done, text.size() - done, Offset(position + done));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        done += static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-// Writes all of `text` at that offset. Returns 0 or an errno number.
-int WriteAt(int file, std::string_view text, std::uint64_t position) {
-    while (!text.empty()) {
-        const ssize_t put = pwrite(file, text.data(), text.size(), Offset(position));
-        const int error = errno;
-        if (put < 0 && error == EINTR) {
-            continue;
-        }
-        if (put <= 0) {
-            return put < 0 ? error : EIO;
-        }
-        text.remove_prefix(static_cast<std::size_t>(put));
-        position += static_cast<std::uint64_t>(put);
-    }
-    return 0;
+    return ReadFullyAt(file, text.data(), text.size(), position).Bytes == text.size();
 }
 
 bool Truncate(int file, std::uint64_t size) {
@@ -83,16 +55,16 @@ std::size_t DifferingLength(std::string_view text, std::string_view old) {
 // is cut last. A step that fails is undone.
 bool ReplaceEnd(int file, std::uint64_t position, std::string_view old, std::string_view text) {
     const std::size_t common = std::min(old.size(), text.size());
-    if (WriteAt(file, text.substr(common), position + common) != 0) {
+    if (WriteFullyAt(file, text.substr(common), position + common) != 0) {
         (void)Truncate(file, position + old.size());
         return false;
     }
     const std::string_view overwriting =
         text.substr(0, std::min(common, DifferingLength(text, old)));
-    if (WriteAt(file, overwriting, position) == 0 && Truncate(file, position + text.size())) {
+    if (WriteFullyAt(file, overwriting, position) == 0 && Truncate(file, position + text.size())) {
         return true;
     }
-    (void)WriteAt(file, old, position);
+    (void)WriteFullyAt(file, old, position);
     (void)Truncate(file, position + old.size());
     return false;
 }
@@ -131,15 +103,11 @@ void CLineReader::Refill() {
         std::memmove(buffer, m_Rest.data(), m_Rest.size());
     }
     m_Rest = {buffer, m_Rest.size()};
-    const ssize_t got = read(m_File, buffer + m_Rest.size(), sizeof m_Buffer - m_Rest.size());
-    if (got < 0 && errno == EINTR) {
-        return;
-    }
-    m_IsAtEnd = got <= 0;
-    m_HasFailed = got < 0;
-    if (got > 0) {
-        m_Rest = {buffer, m_Rest.size() + static_cast<std::size_t>(got)};
-    }
+    const ReadResult got =
+        ReadOnce(m_File, buffer + m_Rest.size(), sizeof m_Buffer - m_Rest.size());
+    m_IsAtEnd = got.Bytes == 0;
+    m_HasFailed = got.Error != 0;
+    m_Rest = {buffer, m_Rest.size() + got.Bytes};
 }
 
 bool IsEditable(int file) {
@@ -174,7 +142,7 @@ int AppendSection(const char* path, const Change& change, bool isNew) {
     if (size < 0) {
         return EFBIG;
     }
-    error = WriteAt(file.Get(), NewSectionText(change), static_cast<std::uint64_t>(size));
+    error = WriteFullyAt(file.Get(), NewSectionText(change), static_cast<std::uint64_t>(size));
     if (error != 0) {
         (void)Truncate(file.Get(), static_cast<std::uint64_t>(size));
     }

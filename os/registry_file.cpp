@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/file_io.h"
 #include "base/unique_fd.h"
 
 namespace {
@@ -31,15 +32,12 @@ bool ReadToEnd(int fd, std::string& text) {
         if (text.size() == length) {
             text.resize(length + kReadStep);
         }
-        const ssize_t got = read(fd, text.data() + length, text.size() - length);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0 || length > kLargestTreeFile) {
+        const ReadResult got = ReadOnce(fd, text.data() + length, text.size() - length);
+        if (got.Error != 0 || length > kLargestTreeFile) {
             return false;
         }
-        length += static_cast<std::size_t>(got);
-        if (got == 0) {
+        length += got.Bytes;
+        if (got.Bytes == 0) {
             text.resize(length);
             return true;
         }
@@ -69,16 +67,8 @@ RegistryFileState ReadRegistryFile(const char* path, std::string& text) {
 }
 
 int WriteRegistryFile(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        const int error = errno;
-        if (written < 0 && error == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return written < 0 ? error : EIO;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
+    if (const int error = WriteFully(fd, text); error != 0) {
+        return error;
     }
     if (fchmod(fd, kTreeFileMode) != 0) {
         return errno;

@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "base/cancellation.h"
+#include "base/control_signals.h"
 #include "morla/debug.h"
 
 namespace {
@@ -15,11 +16,7 @@ namespace {
 class CControlSignalBlock {
 public:
     CControlSignalBlock() {
-        sigset_t control;
-        sigemptyset(&control);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) {
-            sigaddset(&control, signal);
-        }
+        const sigset_t control = ControlSignals();
         pthread_sigmask(SIG_BLOCK, &control, &m_Previous);
     }
     ~CControlSignalBlock() { pthread_sigmask(SIG_SETMASK, &m_Previous, nullptr); }

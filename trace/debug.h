@@ -145,10 +145,12 @@ private:
     // debug_lifecycle
     const char* ApplName() const { return m_ApplName != nullptr ? m_ApplName.get() : ""; }
     void SetTracePath(char (&path)[256], const char* suffix) const;
+    bool Start(const char* applName);
     void RecordProcess(const char* applName);
     bool StartWithoutRing();
     bool StartWithRing();
     void SwitchTracingOff();
+    void EndInitialization();
     void CompressInitRing();
 
     // debug_print

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "base/bounded_text.h"
 #include "base/cancellation.h"
+#include "base/owned_text.h"
 #include "trace/debug.h"
 #include "trace/shell_word.h"
 
@@ -18,13 +20,6 @@ constexpr std::uint32_t kLargestRingFactor = 2;
 constexpr std::uint64_t kInitRingFactor = 4;  // the start-up ring's size, in active rings
 constexpr long kDefaultPageSize = 4096;
 constexpr char kNoStartTime[] = "\nwww mmm dd hh:mm:ss yyyy";
-
-std::unique_ptr<char[]> OwnCopy(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    auto copy = std::make_unique<char[]>(size);
-    std::memcpy(copy.get(), text, size);
-    return copy;
-}
 
 }  // namespace
 
@@ -47,6 +42,15 @@ void CDebug::ClassInit() {
 
 bool CDebug::Init(const char* applName) {
     const CCriticalSectionGuard guard(m_Lock);
+    try {
+        return Start(applName);
+    } catch (const std::bad_alloc&) {
+        SwitchTracingOff();
+        return false;
+    }
+}
+
+bool CDebug::Start(const char* applName) {
     RecordProcess(applName);
     ReadDebugConfig(ApplName());
     m_TracingActive = m_TraceLevel != 0;
@@ -56,7 +60,7 @@ bool CDebug::Init(const char* applName) {
 
 void CDebug::RecordProcess(const char* applName) {
     if (applName != nullptr && *applName != '\0') {
-        m_ApplName = OwnCopy(applName);
+        m_ApplName = CopyOfText(applName);
     }
     m_Pid = getpid();
     const time_t now = std::time(nullptr);
@@ -137,6 +141,14 @@ void CDebug::SetMainParams(int argc, char** argv) {
 
 void CDebug::SetApplInitDone() {
     const CCriticalSectionGuard guard(m_Lock);
+    try {
+        EndInitialization();
+    } catch (const std::bad_alloc&) {
+        SwitchTracingOff();
+    }
+}
+
+void CDebug::EndInitialization() {
     if (m_LogFile != nullptr) {
         m_LogFileInitEndOffset = ftello(m_LogFile.get());
         m_LogFileCntInitEnd = static_cast<std::uint32_t>(m_LogFileInitEndOffset);

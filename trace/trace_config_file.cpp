@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/file_io.h"
 #include "base/unique_fd.h"
 #include "trace/trace_config_text.h"
 
@@ -15,21 +16,6 @@ namespace {
 
 // A larger file is no configuration; it is refused before memory is spent on it.
 constexpr std::int64_t kLargestFile = std::int64_t{64} << 20U;
-
-bool ReadExactly(int fd, char* buffer, std::size_t size) {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t got = read(fd, buffer + done, size - done);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        done += static_cast<std::size_t>(got);
-    }
-    return true;
-}
 
 bool IsNewer(const timespec& time, const timespec& reference) {
     return time.tv_sec != reference.tv_sec ? time.tv_sec > reference.tv_sec
@@ -72,7 +58,7 @@ bool CDebugTraceConfigFile::Load() {
     // Not blocking: a FIFO of that name must not hold up the start.
     const CUniqueFd fd(open(m_Path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     m_Text.assign(static_cast<std::size_t>(m_Size), '\0');
-    return fd.IsValid() && ReadExactly(fd.Get(), m_Text.data(), m_Text.size());
+    return fd.IsValid() && ReadFully(fd.Get(), m_Text.data(), m_Text.size()).Bytes == m_Text.size();
 }
 
 bool CDebugTraceConfigFile::HasChanged() {
