@@ -1,11 +1,15 @@
 // Device objects of the firmware: ranges of physical memory, mapped for as long as a copy takes.
+//
+// Files of the classes: device_bios (mapping), device_bios_routing (the IRQ routing table).
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "base/export.h"
 #include "base/file_mapping.h"
 #include "base/unique_fd.h"
+#include "hardware/irq_routing_table.h"
 
 // What all device objects share: connected or not, and why the last operation failed. Belongs to
 // one thread at a time.
@@ -42,6 +46,10 @@ public:
                                                            bool readWrite) = 0;
     // Always true.
     virtual bool UnmapPhysicalMemory() = 0;
+
+    // The entries of the PCI IRQ routing table in F0000 to FFFFF; empty when there is no table, or
+    // a bad one. Releases what is mapped.
+    [[nodiscard]] std::vector<IrqRoutingEntry> GetRoutingTable();
 };
 
 // Maps through the memory device.
