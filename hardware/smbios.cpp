@@ -77,12 +77,27 @@ std::uint8_t CSMBios::GetCountOfType(std::uint8_t type) const {
     return static_cast<std::uint8_t>(GetStructures(type).size());
 }
 
+// The table from the begin of one of its structures.
+CByteView CSMBios::TableFrom(const _DMI_20_HEADER* structure) const {
+    const auto* const begin = reinterpret_cast<const unsigned char*>(structure);
+    return m_Data.View().Part(static_cast<std::size_t>(begin - m_Data.Data()));
+}
+
 std::optional<std::uint8_t> CSMBios::FindByte(const _DMI_20_HEADER* structure,
                                               std::size_t offset) const {
-    const auto begin =
-        static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(structure) - m_Data.Data());
     std::uint8_t value = 0;
-    return m_Data.View().Part(begin).Read(offset, value) ? std::optional(value) : std::nullopt;
+    return TableFrom(structure).Read(offset, value) ? std::optional(value) : std::nullopt;
+}
+
+std::optional<std::string_view> CSMBios::FindString(const _DMI_20_HEADER* structure,
+                                                    std::uint8_t number) const {
+    Structure whole;
+    (void)smbios_tables::CTableWalk(TableFrom(structure)).Take(whole);
+    const std::vector<std::string_view> strings = smbios_tables::SplitStrings(whole);
+    if (number == 0 || number > strings.size()) {
+        return std::nullopt;
+    }
+    return strings[number - 1U];
 }
 
 void CSMBios::setSmbiosRevisionFromHeader() {

@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/export.h"
@@ -54,6 +55,10 @@ public:
     // The byte at `offset` of a structure, whatever its length says; none behind the table's end.
     [[nodiscard]] std::optional<std::uint8_t> FindByte(const _DMI_20_HEADER* structure,
                                                        std::size_t offset) const;
+    // String `number`, counted from 1, of a structure's set; none when the set has no such one.
+    // Points into the table's copy and may hold any bytes.
+    [[nodiscard]] std::optional<std::string_view> FindString(const _DMI_20_HEADER* structure,
+                                                             std::uint8_t number) const;
 
     // Reads an SMBIOS 2.1 entry point of which `readable` bytes can be read, and remembers its
     // structure count. True, with its bytes in `header`, when its checksum is right. The table's
@@ -72,6 +77,7 @@ public:
 
 private:
     void Clear();
+    [[nodiscard]] CByteView TableFrom(const _DMI_20_HEADER* structure) const;
     void SetLastError(const char* format, ...) __attribute__((format(printf, 2, 3)));
     bool FinishConnect();
     void AddStructure(const smbios_tables::Structure& structure, std::size_t index);
