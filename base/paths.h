@@ -42,4 +42,7 @@ inline constexpr char kProcEfiSystab[] = "/proc/efi/systab";  // of old kernels
 inline constexpr char kMemoryDevice[] = "/dev/mem";
 inline constexpr char kHypervisorSmbios[] = "/vmfs/devices/char/mem/smbios";
 
+// PCI functions.
+inline constexpr char kProcBusPci[] = "/proc/bus/pci";
+
 }  // namespace paths

@@ -23,13 +23,16 @@ public:
     // Filled by the adapter scan; empty until then.
     std::string m_Name;        // of the device
     std::string m_VendorName;  // of its maker
+    // What the firmware calls the slot: its bytes, whatever they are. Empty when it says nothing.
+    std::string m_SlotDesignation;
     // Why the function has its slot, or has none: one line for people. Empty without slot mapping.
     std::string m_SlotReason;
 };
 
 class CPciConfigList : public std::map<CPciAddress, CPciSlotData> {
 public:
-    // Reads all functions of the machine into `list`, which keeps what it held; with
+    // Reads all functions of the machine into `list`, which keeps what it held at addresses where
+    // no function is found; with
     // `withSlotMapping` their slots too. False when the function list cannot be read. Belongs to
     // one thread at a time, as the list does.
     [[nodiscard]] static bool ScanPciSlots(CPciConfigList& list, bool withSlotMapping);
