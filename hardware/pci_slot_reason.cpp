@@ -96,7 +96,7 @@ std::string ReasonOfNoSlot(const CPciAddress& function, bool isTableEmpty) {
     return "no slot: " + (isTableEmpty
                               ? "the firmware describes none"
                               : "no row for " + bus + " device " + Hex(function.m_Device, 2) +
-                                    ", and no bridge to " + bus + " has a slot");
+                                    ", and no bridge with a slot leads to " + bus);
 }
 
 }  // namespace pci_slots

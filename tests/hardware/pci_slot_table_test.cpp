@@ -1,0 +1,145 @@
+// The slot table: rows of the IRQ routing table and of SMBIOS structures, refinement, search.
+#include <gtest/gtest.h>
+
+#include "hardware/pci_bus_names.h"
+#include "hardware/pci_slot_reason.h"
+#include "tests/hardware/pci_bytes.h"
+#include "tests/hardware/smbios_bytes.h"
+
+namespace {
+
+using namespace std::string_literals;
+using irq_routing::Result;
+using pci_bytes::RoutingTable;
+using pci_bytes::SystemSlot;
+using pci_slots::Row;
+using smbios_bytes::Repeat;
+using smbios_bytes::Structure;
+
+Row MakeRow(const PciSlotData& data) {
+    Row row;
+    row.Data = data;
+    return row;
+}
+
+std::vector<Row> RowsOf(const std::string& table) {
+    CSMBios smbios;
+    EXPECT_TRUE(smbios.ConnectCopy(CDataStream(), smbios_bytes::Stream(table)));
+    return pci_slots::RowsOfSmbios(smbios);
+}
+
+TEST(IrqRoutingTable, IsTakenOnlyWhenItIsSound) {
+    const std::string one = RoutingTable({{0, 0x28, {}, 3, 0}});
+    std::string uneven = one;
+    uneven[6] = 40;
+    std::string badSum = one;
+    ++badSum[40];
+    std::string newMajor = one;
+    newMajor[5] = 11;
+    const std::string space(64, '\0');
+    const struct {
+        std::string Range;
+        Result Expected;
+        std::size_t Entries;
+    } rows[] = {
+        {space + one + space, Result::kFound, 1},
+        {RoutingTable({}) + space, Result::kFound, 0},
+        {pci_bytes::WithSize(one, 16) + space, Result::kFound, 0},
+        {"        " + one + space, Result::kNotFound, 0},
+        {pci_bytes::WithSize(one, 0) + space, Result::kIllegalSize, 0},
+        {one + std::string(31, '\0'), Result::kIllegalSize, 0},
+        {one + std::string(32, '\0'), Result::kFound, 1},
+        {space + "$PIR", Result::kIllegalSize, 0},
+        {uneven + space, Result::kUnevenSize, 0},
+        {newMajor + space, Result::kIllegalVersion, 0},
+        {badSum + space + one + space, Result::kIllegalChecksum, 0},
+    };
+    for (const auto& row : rows) {
+        irq_routing::Table table;
+        EXPECT_EQ(irq_routing::Parse(CByteView(row.Range), table), row.Expected);
+        EXPECT_EQ(table.Entries.size(), row.Entries);
+    }
+}
+
+TEST(SlotRow, IsSerialByItsTypeCode) {
+    std::string serial;
+    for (unsigned int type = 0; type < 256; ++type) {
+        if (FindPciSlotKind(static_cast<std::uint8_t>(type)) != PciSlotKind::kParallel) {
+            serial += static_cast<char>(type);
+        }
+    }
+    EXPECT_EQ(serial,
+              "\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x20\x21\x22\x23"
+              "\xa5\xa6\xa7\xa8\xa9\xaa\xab\xac\xad\xae\xaf\xb0\xb1\xb2\xb3\xb4\xb5\xb6"s);
+    EXPECT_EQ((PciSlotData{0x3B, 0x1F, 12, 0xA5, 4}).ToString(),
+              "PciSlotData 3b:1f.** --> Slot 12 (Serial bus)");
+    EXPECT_EQ((PciSlotData{0, 1, 0, 2, 2}).ToString(),
+              "PciSlotData 0:1.** --> Slot 0 (Unknown bus type)");
+}
+
+TEST(SlotRows, ComeFromSystemSlotsAndOnboardDevices) {
+    std::string onboard = Structure(41, 11, 0x29, {"LAN"});
+    onboard.replace(4, 7, "\x01\x85\x01\0\0\x02\x08"s);
+    const std::vector<Row> rows =
+        RowsOf(onboard + SystemSlot({0x3B, 0, 5, 0xA5, 3}) + SystemSlot({0xFF, 0, 6, 0xA5, 4}) +
+               SystemSlot({0x3C, 0, 7, 0xA5, 5}) + SystemSlot({0x3D, 9, 8, 0x06, 4}, 13) +
+               SystemSlot({0, 0, 0, 6, 4}, 13).substr(0, 13) + "\0\0"s);
+    ASSERT_EQ(rows.size(), 3U);  // the last structure has no byte 0x0F any more
+    EXPECT_EQ(rows[0].Data.ToString(), "PciSlotData 3b:0.** --> Slot 5 (Serial bus)");
+    EXPECT_EQ(rows[0].SlotDesignation(), "PCIE");
+    EXPECT_FALSE(rows[0].Structure.IsTooShort);
+    EXPECT_EQ(rows[1].Data.ToString(), "PciSlotData 49:8.** --> Slot 8 (Parallel bus)");  // "PCIE"
+    EXPECT_TRUE(rows[1].Structure.IsTooShort);
+    EXPECT_EQ(rows[2].Data.ToString(), "PciSlotData 2:1.** --> Slot 0 (Unknown bus type)");
+    EXPECT_EQ(
+        pci_slots::ReasonOfRow(rows[2], CPciAddress(1, 2, 1, 0), 1),
+        "SMBIOS type 41, handle 0x0029, \"LAN\": bus 02 device 01; slot 0 means on the board; "
+        "rows name no segment");
+}
+
+TEST(SlotRows, AreCountedInEightBits) {
+    const std::string slot = SystemSlot({1, 0, 1, 6, 4});
+    EXPECT_EQ(RowsOf(Repeat(slot, 255)).size(), 255U);
+    EXPECT_EQ(RowsOf(Repeat(slot, 256)).size(), 0U);
+    EXPECT_EQ(RowsOf(Repeat(slot, 257)).size(), 1U);
+}
+
+TEST(SlotTable, PrefersARowInUseAndLetsSerialSlotsHaveTheirBus) {
+    const std::vector<Row> rows = {
+        MakeRow({1, 0, 10, 6, 3}),    MakeRow({1, 0, 11, 6, 4}),    MakeRow({2, 0, 12, 0xA5, 3}),
+        MakeRow({2, 0, 13, 0xA5, 2}), MakeRow({3, 0, 14, 0xB7, 4}),
+    };
+    const struct {
+        unsigned int Bus, Device;
+        int Slot;
+    } cases[] = {{1, 0, 11}, {1, 1, -1}, {2, 0, 12},    {2, 31, 12},
+                 {3, 0, 14}, {3, 1, -1}, {0x101, 0, -1}};
+    for (const auto& c : cases) {
+        const Row* const row = pci_slots::FindRow(rows, c.Bus, c.Device);
+        EXPECT_EQ(row != nullptr ? row->Data.m_Slot : -1, c.Slot) << c.Bus << ':' << c.Device;
+    }
+}
+
+TEST(SlotTable, TakesOverTheSlotTypeAlone) {
+    std::vector<Row> rows = {MakeRow({2, 7, 1, 2, 2}), MakeRow({3, 7, 2, 2, 2})};
+    // Serial by the SMBIOS row: that one is for every device of its bus.
+    pci_slots::UpdateSlotTypes(rows, {MakeRow({2, 0, 9, 0xA5, 4}), MakeRow({3, 0, 9, 6, 4})});
+    EXPECT_EQ(rows[0].Data.ToString(), "PciSlotData 2:7.** --> Slot 1 (Serial bus)");
+    EXPECT_EQ(rows[0].Data.m_CurrentUsage, PciSlotData::kUsageUnknown);
+    EXPECT_EQ(rows[1].Data.m_SlotType, PciSlotData::kTypeUnknown);
+}
+
+TEST(PciBusNames, AreTakenOnlyWhole) {
+    for (const char* const name : {"0", "000", "0g", "..", "0x", "000:00", "0000:0", "0000:000",
+                                   "0000:00:", "123456789:00", "+000:00", "-1", ""}) {
+        EXPECT_FALSE(pci_bus_names::ParseBus(name)) << name;
+    }
+    EXPECT_EQ(pci_bus_names::ParseBus("fF").value().Number, 0xFF);
+    EXPECT_EQ(pci_bus_names::ParseBus("10000:02").value().Domain, 0x10000U);
+    for (const char* const name : {"20.0", "00.8", "0.0", "00.00", "00:0", "1f.", "-1.0"}) {
+        EXPECT_FALSE(pci_bus_names::ParseDevice(name)) << name;
+    }
+    EXPECT_EQ(pci_bus_names::ParseDevice("1f.7").value().Number, 31);
+}
+
+}  // namespace
