@@ -76,4 +76,17 @@ std::vector<std::string> ListDirectory(const std::string& path) {
     return names;
 }
 
+std::optional<CPciAddress> FindPciAddress(std::string_view devicePath) {
+    while (!devicePath.empty()) {
+        const std::size_t slash = devicePath.rfind('/');
+        const std::size_t begin = slash == std::string_view::npos ? 0 : slash + 1;
+        const std::optional<CPciAddress> address = CPciAddress::Parse(devicePath.substr(begin));
+        if (address) {
+            return address;
+        }
+        devicePath = devicePath.substr(0, slash == std::string_view::npos ? 0 : slash);
+    }
+    return std::nullopt;
+}
+
 }  // namespace sysfs

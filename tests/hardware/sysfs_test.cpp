@@ -38,4 +38,14 @@ TEST(Sysfs, WhatCannotBeReadIsAbsent) {
     Remove(tree);
 }
 
+TEST(Sysfs, DeviceHangsOnTheLastPciFunctionOfItsPath) {
+    EXPECT_EQ(sysfs::FindPciAddress("/sys/devices/pci0000:00/0000:00:01.0/0000:03:00.1/net/eth0"),
+              CPciAddress(0, 3, 0, 1));
+    EXPECT_EQ(sysfs::FindPciAddress("/sys/devices/pci0000:00/0000:00:0e.0/pci10000:00/10000:01:00.0"
+                                    "/nvme/nvme0"),
+              CPciAddress(0, 0, 0x0E, 0));
+    EXPECT_EQ(sysfs::FindPciAddress("/sys/devices/virtual/net/lo"), std::nullopt);
+    EXPECT_EQ(sysfs::FindPciAddress("0000:00:1f.2"), CPciAddress(0, 0, 0x1F, 2));
+}
+
 }  // namespace
