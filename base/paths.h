@@ -45,4 +45,13 @@ inline constexpr char kHypervisorSmbios[] = "/vmfs/devices/char/mem/smbios";
 // PCI functions.
 inline constexpr char kProcBusPci[] = "/proc/bus/pci";
 
+// Adapters and buses.
+inline constexpr char kAdapterNames[] = "/etc/quorvat/Adapter.ini";
+inline constexpr char kPciIds[] = "/usr/share/misc/pci.ids";
+inline constexpr char kHardwareDataPciIds[] = "/usr/share/hwdata/pci.ids";
+inline constexpr char kSysPciDevices[] = "/sys/bus/pci/devices";
+inline constexpr char kSysPnpDevices[] = "/sys/bus/pnp/devices";
+inline constexpr char kSysClass[] = "/sys/class";
+inline constexpr char kProcIoPorts[] = "/proc/ioports";
+
 }  // namespace paths
