@@ -139,6 +139,17 @@ void WriteSmbiosSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "smbios_entry_point", "systab", "ACPI=0x1\nSMBIOS3=0x2\nSMBIOS=0xf0000\n");
 }
 
+void WritePciIdsSeeds(const fs::path& corpus) {
+    const std::string_view file =
+        "# head\n8086  Maker\n\t1533  Chip\n# note\n\t\t103c 00a1  Card\n\t\t103c 00a2  Other\n"
+        "\n\t2261  Other chip\r\nC 01  Storage\n\t08  Memory\n\t\t02  Express\n";
+    WriteSeed(corpus, "pci_ids", "device", std::string("8086 1533 103c 00a1\n").append(file));
+    WriteSeed(corpus, "pci_ids", "class", std::string("1 8 2 0\n").append(file));
+    WriteSeed(
+        corpus, "pci_ids", "odd",
+        "8086 1533 1 2\nword\n\t1533  x\n8086\tA\x1b\tB\n\t\t0001 0002  y\n\t1533 z\n8086  C");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -149,6 +160,7 @@ int main(int argc, char** argv) {
     fs::create_directories(argv[1]);
     WriteIniSeeds(argv[1]);
     WriteRegistrySeeds(argv[1]);
+    WritePciIdsSeeds(argv[1]);
     WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
     WriteSmbiosSeeds(argv[1]);
