@@ -53,5 +53,7 @@ inline constexpr char kSysPciDevices[] = "/sys/bus/pci/devices";
 inline constexpr char kSysPnpDevices[] = "/sys/bus/pnp/devices";
 inline constexpr char kSysClass[] = "/sys/class";
 inline constexpr char kProcIoPorts[] = "/proc/ioports";
+// Drives and volumes.
+inline constexpr char kMtab[] = "/etc/mtab";
 
 }  // namespace paths

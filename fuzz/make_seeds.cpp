@@ -150,6 +150,13 @@ void WritePciIdsSeeds(const fs::path& corpus) {
         "8086 1533 1 2\nword\n\t1533  x\n8086\tA\x1b\tB\n\t\t0001 0002  y\n\t1533 z\n8086  C");
 }
 
+void WriteMountSeeds(const fs::path& corpus) {
+    WriteSeed(corpus, "mtab", "escapes",
+              "# comment\n/dev/sda1 /mnt/a\\040b\\134 ext4 rw,relatime 0 0\n"
+              "server:/export\t/srv nfs4 rw\nshort /only\n\\043x /y\\011z tmpfs\n");
+    WriteSeed(corpus, "mtab", "bad_escapes", "a\\ b\\04 c\\400\\000\\ d");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -161,6 +168,7 @@ int main(int argc, char** argv) {
     WriteIniSeeds(argv[1]);
     WriteRegistrySeeds(argv[1]);
     WritePciIdsSeeds(argv[1]);
+    WriteMountSeeds(argv[1]);
     WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
     WriteSmbiosSeeds(argv[1]);
