@@ -55,5 +55,15 @@ inline constexpr char kSysClass[] = "/sys/class";
 inline constexpr char kProcIoPorts[] = "/proc/ioports";
 // Drives and volumes.
 inline constexpr char kMtab[] = "/etc/mtab";
+inline constexpr char kSysBlock[] = "/sys/block";             // whole drives
+inline constexpr char kSysClassBlock[] = "/sys/class/block";  // partitions too
+inline constexpr char kSysDevBlock[] = "/sys/dev/block";      // by their numbers
+inline constexpr char kSysScsiGeneric[] = "/sys/class/scsi_generic";
+inline constexpr char kDevices[] = "/dev";
+inline constexpr char kDiskByLabel[] = "/dev/disk/by-label";
+inline constexpr char kDiskByUuid[] = "/dev/disk/by-uuid";
+inline constexpr char kDiskByPartitionLabel[] = "/dev/disk/by-partlabel";
+inline constexpr char kDiskByPartitionUuid[] = "/dev/disk/by-partuuid";
+inline constexpr char kUdevRecords[] = "/run/udev/data";
 
 }  // namespace paths

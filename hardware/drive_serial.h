@@ -1,0 +1,14 @@
+// The serial number and the world-wide name of a drive.
+#pragma once
+
+#include <string>
+
+#include "hardware/system_drive.h"
+
+// Fills m_Serial, m_SerialSource and m_Wwn, and for an ATA drive the whole of m_Model, from the
+// kernel's own copies. A SCSI drive is asked itself for what they leave open, unless the options
+// forbid it, it sleeps, it is not running, or it hangs on USB, where bridges are known to fall over
+// such questions. `blockFolder` is the drive's in /sys, `deviceFolder` that of the device behind
+// it; the rest of the drive is filled already. Effective options.
+void ReadDriveIdentity(CSystemDrive& drive, const std::string& blockFolder,
+                       const std::string& deviceFolder, const _ScanOptions& options);
