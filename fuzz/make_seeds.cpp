@@ -157,6 +157,34 @@ void WriteMountSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "mtab", "bad_escapes", "a\\ b\\04 c\\400\\000\\ d");
 }
 
+// A slot as most firmware describes it, one that is too short, an onboard device.
+void WriteSlotSeeds(const fs::path& corpus) {
+    using namespace std::string_literals;
+    const std::string whole =
+        "\x09\x11\x01\x09\x01\xa5\x0d\x04\x04\x05\0\x04\x01\0\0\x3b\0PCIE 1\0\0"s;
+    const std::string tooShort = "\x09\x0d\x02\x09\x01\x06\x05\x03\x03\x02\0\x06\0PCI 2\0\0"s;
+    const std::string onboard = "\x29\x0b\x03\x29\x01\x85\x01\0\0\x02\x08LAN\0\0"s;
+    WriteSeed(corpus, "slot_rows", "table",
+              whole + tooShort + onboard + SmbiosStructure(127, 4, ""));
+    WriteSeed(corpus, "slot_rows", "cut",
+              whole + "\x09\x0d\x02\x09\x01\x06\x05\x03\x03\x02\0\x06\0\0\0"s);
+    std::string table =
+        "$PIR\0\x01\x40\0"s + std::string(24, '\0') +
+        "\0\x28\0\0\0\0\0\0\0\0\0\0\0\0\x03\0\x02\x38\0\0\0\0\0\0\0\0\0\0\0\0\x04\0"s;
+    unsigned int sum = 0;
+    for (const char c : table) {
+        sum += static_cast<unsigned char>(c);
+    }
+    table[31] = static_cast<char>(0U - sum);
+    WriteSeed(corpus, "irq_routing", "table",
+              std::string(16, '\0') + table + std::string(32, '\0'));
+    WriteSeed(corpus, "irq_routing", "no_room", table);
+    const std::string bridge = "\x86\x80\x01\x04\0\0\0\0\x01\0\x04\x06\0\0\x81\0"s +
+                               std::string(8, '\0') + "\0\x01\x02"s + std::string(37, '\0');
+    WriteSeed(corpus, "pci_header", "bridge", "00\n1c.0\n" + bridge);
+    WriteSeed(corpus, "pci_header", "domain", "10000:E1\n00.0\n" + std::string(64, '\xff'));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -172,6 +200,7 @@ int main(int argc, char** argv) {
     WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
     WriteSmbiosSeeds(argv[1]);
+    WriteSlotSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
     return 0;
 }
