@@ -76,7 +76,7 @@ void AddFunctions(const std::string& directory, std::uint16_t segment, std::uint
     }
     for (const std::string& entry : entries) {
         const auto device = pci_bus_names::ParseDevice(entry);
-        const std::string path = directory + '/' + entry;
+        const std::string path = std::string(directory).append(1, '/').append(entry);
         if (device && IsRegularFile(path)) {
             names[CPciAddress(segment, bus, device->Number, device->Function)] = path;
         }
