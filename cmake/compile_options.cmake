@@ -16,12 +16,12 @@ target_link_libraries(morla_options INTERFACE Threads::Threads)
 target_compile_options(morla_options INTERFACE
     -fPIC -g -fno-plt -fasynchronous-unwind-tables
     -Wall -Wextra -Wpedantic -Werror
-    -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wformat=2 -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wundef -Wmissing-declarations -Wcast-align)
+    -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wmissing-declarations -Wcast-align
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual>")
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(morla_options INTERFACE
-        -Wuseless-cast -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wcast-align=strict
-        -Wsuggest-override)
+        -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wcast-align=strict
+        "$<$<COMPILE_LANGUAGE:CXX>:-Wuseless-cast;-Wsuggest-override>")
 endif()
 
 target_link_options(morla_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
