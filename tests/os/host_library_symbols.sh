@@ -22,7 +22,7 @@ functions="$(sed -nE 's/^MORLA_API .* (\w+)\(.*/\1/p' <<<"$marked")"
 [ "$(wc -w <<<"$classes $functions")" -gt 10 ] || expect_none 'marked in the headers' "$marked"
 defined="$(nm -DC --defined-only "$library" | cut -c18- | sed 's/^. //')"
 expect_none 'exported without a mark' "$(grep -Ev \
-    "^((vtable|typeinfo|typeinfo name) for )?(${classes//$'\n'/|})(::.*)?\$|^(${functions//$'\n'/|})\(" \
+    "^((vtable|typeinfo|typeinfo name) for )?(${classes//$'\n'/|})(::.*)?\$|^(${functions//$'\n'/|})(\(|\$)" \
     <<<"$defined" || true)"
 for name in $classes $functions; do
     grep -qE "^((vtable|typeinfo) for )?$name(::|\(|\$)" <<<"$defined" ||
