@@ -60,6 +60,7 @@ inline constexpr char kSysClassBlock[] = "/sys/class/block";  // partitions too
 inline constexpr char kSysDevBlock[] = "/sys/dev/block";      // by their numbers
 inline constexpr char kSysScsiGeneric[] = "/sys/class/scsi_generic";
 inline constexpr char kDevices[] = "/dev";
+inline constexpr char kRootDevice[] = "/dev/root";  // has a node on few systems
 inline constexpr char kDiskByLabel[] = "/dev/disk/by-label";
 inline constexpr char kDiskByUuid[] = "/dev/disk/by-uuid";
 inline constexpr char kDiskByPartitionLabel[] = "/dev/disk/by-partlabel";

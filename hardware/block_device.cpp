@@ -22,14 +22,9 @@ std::string LastComponent(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-std::optional<std::string> NameByNumber(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
-        return std::nullopt;
-    }
-    const std::string number =
-        std::to_string(major(status.st_rdev)) + ':' + std::to_string(minor(status.st_rdev));
-    return sysfs::ReadLink(std::string(paths::kSysDevBlock) + '/' + number);
+std::optional<std::string> NameByNumber(dev_t number) {
+    return sysfs::ReadLink(std::string(paths::kSysDevBlock) + '/' + std::to_string(major(number)) +
+                           ':' + std::to_string(minor(number)));
 }
 
 }  // namespace
@@ -50,7 +45,16 @@ std::optional<std::string> FindKernelName(const std::string& path) {
     if (sysfs::ResolvePath(ClassFolder(name))) {
         return name;
     }
-    return NameByNumber(*node);
+    struct stat status {};
+    if (stat(node->c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+        return std::nullopt;
+    }
+    return NameByNumber(status.st_rdev);
+}
+
+std::optional<std::string> FindKernelNameBelow(const std::string& folder) {
+    struct stat status {};
+    return stat(folder.c_str(), &status) == 0 ? NameByNumber(status.st_dev) : std::nullopt;
 }
 
 CFinding<std::uint64_t> ReadSectors(const std::string& path) {

@@ -19,6 +19,10 @@ namespace block_device {
 // such block device.
 [[nodiscard]] std::optional<std::string> FindKernelName(const std::string& path);
 
+// The same for the device that the folder lies on. Touches the folder; none for file systems that
+// have no device of their own.
+[[nodiscard]] std::optional<std::string> FindKernelNameBelow(const std::string& folder);
+
 // An attribute that counts sectors, in bytes. The kernel's sectors have 512 bytes, whatever the
 // drive's blocks have.
 [[nodiscard]] CFinding<std::uint64_t> ReadSectors(const std::string& path);

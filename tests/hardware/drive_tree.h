@@ -1,0 +1,61 @@
+// A machine's block devices as plain files and links at the real paths, in a private root.
+#pragma once
+
+#include <filesystem>
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include "base/paths.h"
+#include "tests/support/files.h"
+
+namespace drive_tree {
+
+using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
+
+inline void Link(const std::string& link, const std::string& target) {
+    MakeDirectories(std::filesystem::path(link).parent_path());
+    std::filesystem::create_symlink(target, link);
+}
+
+inline void Write(const std::string& folder, const Attributes& attributes) {
+    MakeDirectories(folder);
+    for (const auto& [name, text] : attributes) {
+        WriteFile(folder + '/' + name, text);
+    }
+}
+
+// A device of a bus, as "subsystem" tells.
+inline void Device(const std::string& folder, const std::string& bus,
+                   const Attributes& attributes) {
+    Write(folder, attributes);
+    Link(folder + "/subsystem", "/sys/bus/" + bus);
+}
+
+// The block device in `folder`, whose last component is its name; with links to it.
+inline void Block(const std::string& folder, const Attributes& attributes) {
+    const std::string name = folder.substr(folder.rfind('/') + 1);
+    Write(folder, attributes);
+    Link(std::string(paths::kSysClassBlock) + '/' + name, folder);
+    if (!Exists(folder + "/partition")) {
+        Link(std::string(paths::kSysBlock) + '/' + name, folder);
+    }
+}
+
+inline void Clear() {
+    for (const char* const path : {"/sys/devices", "/sys/class", "/sys/block", "/dev/disk",
+                                   "/dev/mapper", "/run/udev", paths::kMtab}) {
+        Remove(path);
+    }
+}
+
+// Page `code` of vital product data.
+inline std::string Page(unsigned char code, const std::string& body) {
+    std::string page(4, '\0');
+    page[1] = static_cast<char>(code);
+    page[2] = static_cast<char>(body.size() >> 8U);
+    page[3] = static_cast<char>(body.size());
+    return page + body;
+}
+
+}  // namespace drive_tree

@@ -1,0 +1,242 @@
+// Drives, partitions and volumes of a machine that stands as files at the real paths.
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
+#include <sys/statvfs.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <future>
+
+#include <gtest/gtest.h>
+
+#include "hardware/drive_matching.h"
+#include "hardware/system_volume.h"
+#include "tests/daemon/trace_log.h"
+#include "tests/hardware/drive_tree.h"
+
+namespace {
+
+using drive_tree::Block;
+using drive_tree::Device;
+using drive_tree::Link;
+using drive_tree::Page;
+
+constexpr char kNaa[] = "\x01\x03\0\x08\x50\0\xC5\0\xA1\xB2\xC3\xD4";
+std::atomic<int> questions;       // sent to SCSI drives
+std::atomic<int> deadQuestions;   // that reached the dead server
+std::promise<void> serverAnswer;  // of the dead server
+
+}  // namespace
+
+// Every SCSI drive has a serial number; it gives no other page.
+extern "C" int ioctl(int, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    auto& command = *va_arg(arguments, sg_io_hdr_t*);
+    va_end(arguments);
+    ++questions;
+    const std::string page = Page(0x80, "ASKED1");
+    const bool isKnown = request == SG_IO && command.cmdp[0] == 0x12 && command.cmdp[2] == 0x80;
+    page.copy(static_cast<char*>(command.dxferp), isKnown ? page.size() : 0);
+    command.resid = static_cast<int>(command.dxfer_len - page.size());
+    command.info = isKnown ? SG_INFO_OK : SG_INFO_CHECK;
+    return 0;
+}
+
+// A server that does not answer, and disks that do.
+extern "C" int statvfs(const char* path, struct statvfs* status) noexcept {
+    if (std::string_view(path) == "/srv/dead") {
+        ++deadQuestions;
+        serverAnswer.get_future().wait();
+    }
+    status->f_frsize = 4096;
+    status->f_blocks = 100;
+    status->f_bfree = 50;
+    status->f_bavail = 40;
+    return 0;
+}
+
+namespace {
+
+class Drives : public CTraceLogTest {
+protected:
+    void SetUp() override {
+        CTraceLogTest::SetUp();
+        drive_tree::Clear();
+        BuildDisk();
+        BuildOthers();
+    }
+    // A SATA disk with two partitions; the second holds a logical volume.
+    static void BuildDisk() {
+        const std::string device =
+            "/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
+        Device(device, "scsi",
+               {{"type", "0\n"},
+                {"vendor", "ATA     \n"},
+                {"model", "DISK\n"},
+                {"vpd_pg80", Page(0x80, " SATA1 ")},
+                {"vpd_pg83", Page(0x83, {kNaa, sizeof kNaa - 1})},
+                {"scsi_generic/sg0/dev", "21:0"}});
+        const std::string disk = device + "/block/sda";
+        Block(disk, {{"size", "2048\n"},
+                     {"queue/rotational", "1\n"},
+                     {"queue/logical_block_size", "512\n"},
+                     {"removable", "0\n"}});
+        Link(disk + "/device", device);
+        Block(disk + "/sda1",
+              {{"partition", "1\n"}, {"start", "64\n"}, {"size", "8\n"}, {"dev", "8:1\n"}});
+        Block(disk + "/sda2", {{"partition", "2\n"}, {"start", "72\n"}, {"size", "16\n"}});
+        Block("/sys/devices/virtual/block/dm-0", {{"slaves/sda2", ""}});
+        Link("/dev/mapper/vg-root", "../dm-0");
+        WriteFile("/dev/dm-0", "");
+        WriteFile("/dev/sda1", "");
+        Link("/dev/disk/by-label/The\\x20root", "../../dm-0");
+        Link("/dev/disk/by-uuid/12-34", "../../sda1");
+        WriteFile("/run/udev/data/b8:1", "S:x\nE:ID_FS_TYPE=vfat\nE:ID_PART_ENTRY_TYPE=0xc\n");
+    }
+    // An NVMe drive, a sleeping optical drive, a SAS disk of which the kernel knows little, a loop
+    // device, and a disk that vanishes.
+    static void BuildOthers() {
+        const std::string nvme = "/sys/devices/pci0000:00/0000:00:1d.0/0000:02:00.0/nvme/nvme0";
+        Device(nvme, "nvme", {{"serial", "NVME1 \n"}, {"model", "FAST\n"}, {"transport", "pcie"}});
+        Block(nvme + "/nvme0n1", {{"size", "8\n"}, {"wwid", "eui.01\n"}});
+        Link(nvme + "/nvme0n1/device", nvme);
+        const std::string optical =
+            "/sys/devices/pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/1:0:0:0";
+        Device(optical, "scsi",
+               {{"type", "5\n"},
+                {"power/runtime_status", "suspended\n"},
+                {"scsi_generic/sg1/dev", ""}});
+        Block(optical + "/block/sr0", {{"size", "2097151\n"}});
+        Link(optical + "/block/sr0/device", optical);
+        const std::string sas =
+            "/sys/devices/pci0000:00/0000:03:00.0/host2/port-2:0/end_device-2:0/target2:0:0/2:0:0:7";
+        Device(sas, "scsi", {{"type", "0\n"}, {"scsi_generic/sg2/dev", ""}});
+        Block(sas + "/block/sdb", {{"size", "8\n"}, {"queue/rotational", "0\n"}});
+        Link(sas + "/block/sdb/device", sas);
+        WriteFile("/dev/sg2", "");
+        Block("/sys/devices/virtual/block/loop0", {{"size", "8\n"}});
+        Link("/sys/block/sdz", "/sys/devices/gone");
+    }
+    static std::vector<CSystemVolume> Volumes(const std::string& table, std::uint32_t flags = 0) {
+        WriteFile(paths::kMtab, table);
+        _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, 20, 0};
+        std::vector<CSystemVolume> volumes;
+        EXPECT_TRUE(CSystemVolume::ScanSystemVolumes(volumes, &options));
+        return volumes;
+    }
+};
+
+TEST_F(Drives, AreReadWithTheirReasons) {
+    std::vector<CSystemDrive> drives(7);
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, nullptr));
+    struct Row {
+        const char* Name;
+        DriveKind Kind;
+        const char* Transport;
+        std::optional<std::uint64_t> Size;
+        const char* Serial;  // or the reason
+        const char* Wwn;     // or the reason
+        CPciAddress Host;
+        const char* Node;
+    };
+    const char* const asleep = "the kernel does not give it, and the drive sleeps";
+    const Row rows[] = {
+        {"nvme0n1", DriveKind::kNvme, "nvme", 4096, "NVME1", "eui.01", {0, 2, 0, 0}, ""},
+        {"sda",
+         DriveKind::kScsiDisk,
+         "sata",
+         1048576,
+         "SATA1",
+         "0x5000c500a1b2c3d4",
+         {0, 0, 0x1F, 2},
+         "sg0"},
+        {"sdb",
+         DriveKind::kSolidState,
+         "sas",
+         4096,
+         "ASKED1",
+         "the drive refuses the question",
+         {0, 3, 0, 0},
+         "sg2"},
+        {"sr0", DriveKind::kOptical, "sata", std::nullopt, asleep, asleep, {0, 0, 0x1F, 2}, "sg1"},
+    };
+    ASSERT_EQ(drives.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const CSystemDrive& drive = drives[i];
+        EXPECT_EQ(drive.m_Name, rows[i].Name);
+        EXPECT_EQ(drive.m_Kind, rows[i].Kind) << drive.m_Name;
+        EXPECT_EQ(drive.m_Transport, rows[i].Transport) << drive.m_Name;
+        EXPECT_EQ(drive.m_Size.Optional(), rows[i].Size) << drive.m_Name;
+        EXPECT_EQ(drive.m_Serial.Optional().value_or(drive.m_Serial.Reason()), rows[i].Serial);
+        EXPECT_EQ(drive.m_Wwn.Optional().value_or(drive.m_Wwn.Reason()), rows[i].Wwn);
+        EXPECT_EQ(drive.m_HostAddress, rows[i].Host) << drive.m_Name;
+        EXPECT_EQ(drive.m_GenericNode, rows[i].Node) << drive.m_Name;
+    }
+    EXPECT_EQ(questions, 2);
+    EXPECT_EQ(drives[2].m_ScsiAddress, (ScsiAddress{2, 0, 0, 7}));
+    EXPECT_FALSE(drives[3].m_IsRotational.IsKnown());
+    const _ScanOptions quiet{kScanOptionsVersion, 12, kScanNoInquiry, 1, 1, 1};
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &quiet));
+    EXPECT_FALSE(drives[2].m_Serial.IsKnown());
+    EXPECT_EQ(questions, 2);
+}
+
+TEST_F(Drives, PartitionsAndAdaptersAreMatched) {
+    std::vector<CSystemDrive> drives;
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, nullptr));
+    CSystemDrive disk = drives[1];
+    const auto partitions = drive_matching::FindDiskPartitions(drives, disk);
+    ASSERT_EQ(partitions.size(), 2U);
+    EXPECT_EQ(partitions[0].m_Start.Get(), 64U * 512);
+    EXPECT_EQ(partitions[0].m_Uuid + partitions[0].m_FileSystem + partitions[0].m_Type,
+              "12-34vfat0xc");
+    EXPECT_EQ(partitions[1].m_Number, 2U);
+    disk.m_Serial = CFinding<std::string>("another");
+    EXPECT_TRUE(drive_matching::FindDiskPartitions(drives, disk).empty());
+    EXPECT_EQ(drive_matching::FindHostDrives(drives, {0, 0, 0x1F, 2}).size(), 2U);
+    disk.m_HostAddress = CPciAddress();
+    EXPECT_FALSE(drive_matching::IsHostedAt(disk, CPciAddress()));
+}
+
+TEST_F(Drives, VolumesLieOnDrives) {
+    const auto volumes = Volumes(
+        "proc /proc proc rw 0 0\n/dev/mapper/vg-root / ext4 rw 0 0\ntmpfs /tmp tmpfs rw 0 0\n"
+        "/dev/sda1 /hid\\040den vfat rw 0 0\n/dev/dm-0 /srv/bind ext4 ro 0 0\n"
+        "rootfs /hid\\040den rootfs rw 0 0\nauto /misc autofs rw 0 0\nsrv:/x /x nfs rw 0 0\n");
+    ASSERT_EQ(volumes.size(), 5U);
+    EXPECT_EQ(volumes[0].m_Kind, VolumeKind::kPseudo);
+    const CSystemVolume& root = volumes[1];
+    EXPECT_EQ(root.m_Device + root.m_Label, "dm-0The root");
+    EXPECT_EQ(root.m_MountPoints.size(), 2U);
+    EXPECT_EQ(root.m_Partitions, std::vector<std::string>{"sda2"});
+    EXPECT_EQ(root.m_Drives, std::vector<std::string>{"sda"});
+    EXPECT_EQ(root.m_Usage.Optional(), (VolumeUsage{409600, 204800, 163840}));
+    EXPECT_EQ(volumes[2].m_Usage.Reason(), "another file system is mounted over it");
+    EXPECT_EQ(volumes[3].m_Usage.Reason(), "touching it would mount something");
+    EXPECT_EQ(volumes[4].m_Usage.Reason(),
+              "network and user-space file systems are not touched unless asked for");
+    EXPECT_EQ(TextsWith("CSystemVolume"),
+              (std::vector<std::string>{
+                  "CSystemVolume       : Scan system volumes ...",
+                  "CSystemVolume       : system volume proc found, type proc / 3",
+                  "CSystemVolume       : system volume /dev/mapper/vg-root found, type ext4 / 1",
+                  "CSystemVolume       : system volume /dev/sda1 found, type vfat / 1",
+                  "CSystemVolume       : system volume auto found, type autofs / 4",
+                  "CSystemVolume       : system volume srv:/x found, type nfs / 2",
+                  "CSystemVolume       : 5 system volumes found"}));
+}
+
+TEST_F(Drives, DeadServerHoldsNobodyAndIsAskedOnce) {
+    const char* const table = "srv:/x /srv/dead nfs rw 0 0\nsrv:/y /srv/good nfs rw 0 0\n";
+    auto volumes = Volumes(table, kScanNetworkVolumes);
+    EXPECT_EQ(volumes[0].m_Usage.Reason(), "no answer in time");
+    EXPECT_TRUE(volumes[1].m_Usage.IsKnown());
+    volumes = Volumes(table, kScanNetworkVolumes);
+    EXPECT_EQ(volumes[0].m_Usage.Reason(), "an earlier question is still without answer");
+    EXPECT_TRUE(volumes[1].m_Usage.IsKnown());
+    EXPECT_EQ(deadQuestions, 1);
+    serverAnswer.set_value();
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+// Answers to INQUIRY, most of them odd.
+#include "hardware/scsi_inquiry.h"
+
+#include <gtest/gtest.h>
+
+#include "hardware/drive_place.h"
+#include "hardware/volume_kind.h"
+#include "tests/hardware/drive_tree.h"
+
+namespace {
+
+using namespace std::string_literals;
+using drive_tree::Page;
+
+TEST(ScsiInquiry, SerialNumberIsTextOfPage80AndNothingElse) {
+    struct Row {
+        const char* Name;
+        std::string Bytes;
+        std::optional<std::string> Serial;
+    };
+    const std::string page = Page(0x80, "  Z1Z2 Z3 \0"s);
+    const Row rows[] = {
+        {"text", page, "Z1Z2 Z3"},
+        {"bytes behind the page", page + "more", "Z1Z2 Z3"},
+        {"empty", Page(0x80, ""), ""},
+        {"blanks", Page(0x80, "    "), ""},
+        {"cut", page.substr(0, page.size() - 1), std::nullopt},
+        {"cut in the head", page.substr(0, 3), std::nullopt},
+        {"another page", Page(0x83, "Z1"), std::nullopt},
+        {"escape bytes", Page(0x80, "Z\x1b[2J"), std::nullopt},
+        // As answered by a device that does not know pages.
+        {"standard data", "\x05\x80\x00\x02\x1f\0\0\0VENDOR  "s, std::nullopt},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(scsi::ParseUnitSerial(CByteView(row.Bytes)), row.Serial) << row.Name;
+    }
+}
+
+TEST(ScsiInquiry, WorldWideNameIsTheLongestNaaOfTheUnit) {
+    const std::string naa = "\x01\x03\0\x08\x50\0\xC5\0\xA1\xB2\xC3\xD4"s;
+    const std::string ofPort = "\x01\x13\0\x08\x60\0\0\0\0\0\0\1"s;
+    const std::string longNaa = "\x01\x03\0\x10\x60\0\0\0\0\0\0\1\0\0\0\0\0\0\0\2"s;
+    const std::string eui = "\x01\x02\0\x08\0\x25\x38\x8b\x71\xb2\xc3\xd4"s;
+    const std::string ata = "\x02\x01\0\x44"s + "ATA     " +
+                            "MODEL WITH MORE THAN SIXTEEN LETTERS    " + "            SERIAL12";
+    const auto name = [](const std::string& body) {
+        const std::string page = Page(0x83, body);
+        return scsi::WorldWideName(scsi::ParseDesignators(CByteView(page)));
+    };
+    EXPECT_EQ(name(ata + ofPort + eui + naa), "0x5000c500a1b2c3d4");
+    EXPECT_EQ(name(naa + longNaa), "0x60000000000000010000000000000002");
+    EXPECT_EQ(name(ofPort + eui), "eui.0025388b71b2c3d4");
+    // The designator that is cut does not count, those before it do.
+    EXPECT_EQ(name(naa + longNaa.substr(0, 19)), "0x5000c500a1b2c3d4");
+    EXPECT_EQ(name(naa.substr(0, 3)), "");
+    const std::string page = Page(0x83, naa + ata);
+    const auto identity = scsi::FindAtaIdentity(scsi::ParseDesignators(CByteView(page)));
+    ASSERT_TRUE(identity);
+    EXPECT_EQ(identity->Model, "MODEL WITH MORE THAN SIXTEEN LETTERS");
+    EXPECT_EQ(identity->Serial, "SERIAL12");
+    const std::string cut = page.substr(0, page.size() - 1);
+    EXPECT_TRUE(scsi::ParseDesignators(CByteView(cut)).empty());
+}
+
+TEST(ScsiInquiry, StandardDataEndAtTheirLength) {
+    std::string data = "\x05\x80\x06\x02\x1f\0\0\0VENDOR  PRODUCT NAME    1.0 "s;
+    auto inquiry = scsi::ParseStandardInquiry(CByteView(data));
+    ASSERT_TRUE(inquiry);
+    EXPECT_EQ(inquiry->DeviceType, 5);
+    EXPECT_TRUE(inquiry->IsRemovable);
+    EXPECT_EQ(inquiry->Product + inquiry->Revision, "PRODUCT NAME1.0");
+    data[4] = 19;  // up to byte 23
+    inquiry = scsi::ParseStandardInquiry(CByteView(data));
+    EXPECT_EQ(inquiry->Vendor, "VENDOR");
+    EXPECT_EQ(inquiry->Product, "");
+    EXPECT_FALSE(scsi::ParseStandardInquiry(CByteView(data).Part(0, 4)));
+}
+
+TEST(DrivePlace, PathTellsTransport) {
+    const char* const rows[][2] = {
+        {"/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0", "sata"},
+        {"/devices/0000:03:00.0/host1/port-1:0/end_device-1:0/target1:0:0/1:0:0:0", "sas"},
+        {"/devices/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0", "usb"},
+        {"/devices/0000:81:00.0/host5/rport-5:0-0/target5:0:0/5:0:0:1", "fc"},
+        {"/devices/platform/host7/session1/target7:0:0/7:0:0:0", "iscsi"},
+        {"/devices/pci0000:00/0000:00:02.0/virtio1/host2/target2:0:0/2:0:0:0", "virtio"},
+        {"/devices/pci0000:00/0000:00:1d.0/0000:02:00.0/nvme/nvme0", "nvme"},
+        {"/devices/pci0000:00/0000:02:00.0/host0/target0:2:0/0:2:0:0", ""},
+    };
+    for (const auto& [path, transport] : rows) {
+        EXPECT_EQ(drive_place::Transport(path), transport) << path;
+    }
+    const char* const names[] = {"nvme0n1", "nvme0n2", "nvme10n1", "sda", "sdb", "sdaa", "sr0"};
+    for (std::size_t i = 0; i + 1 < std::size(names); ++i) {
+        EXPECT_TRUE(drive_place::IsNameBefore(names[i], names[i + 1])) << names[i];
+        EXPECT_FALSE(drive_place::IsNameBefore(names[i + 1], names[i])) << names[i];
+    }
+}
+
+TEST(VolumeKind, TypeCountsBeforeDevice) {
+    struct Row {
+        const char* Type;
+        const char* Device;
+        VolumeKind Kind;
+    };
+    const Row rows[] = {
+        {"ext4", "/dev/disk/by-path/pci-0000:00:1f.2-ata-1", VolumeKind::kDisk},
+        {"nfs4", "/dev/sda1", VolumeKind::kNetwork},
+        {"fuse.sshfs", "user@host:", VolumeKind::kNetwork},
+        {"fuseblk", "/dev/sdb1", VolumeKind::kDisk},
+        {"fuse.mergerfs", "a:b", VolumeKind::kUserSpace},
+        {"newfs", "[fe80::1]:/export", VolumeKind::kNetwork},
+        {"newfs", "//server/share", VolumeKind::kNetwork},
+        {"newfs", "word", VolumeKind::kOther},
+        {"zfs", "tank/home", VolumeKind::kDisk},
+        {"autofs", "/etc/auto.misc", VolumeKind::kAutomount},
+        {"overlay", "overlay", VolumeKind::kLayered},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(ClassifyVolume(row.Type, row.Device), row.Kind) << row.Type << ' ' << row.Device;
+    }
+}
+
+}  // namespace
