@@ -150,6 +150,26 @@ void WritePciIdsSeeds(const fs::path& corpus) {
         "8086 1533 1 2\nword\n\t1533  x\n8086\tA\x1b\tB\n\t\t0001 0002  y\n\t1533 z\n8086  C");
 }
 
+// A page of vital product data with up to 255 bytes behind its head.
+std::string VpdPage(unsigned char code, const std::string& body) {
+    return std::string{0, static_cast<char>(code), 0, static_cast<char>(body.size())} + body;
+}
+
+void WriteInquirySeeds(const fs::path& corpus) {
+    using namespace std::string_literals;
+    const std::string naa = "\x01\x03\0\x08\x50\0\xC5\0\xA1\xB2\xC3\xD4"s;
+    const std::string eui = "\x01\x02\0\x08\0\x25\x38\x8b\x71\xb2\xc3\xd4"s;
+    const std::string ata =
+        "\x02\x01\0\x44"
+        "ATA     "s +
+        std::string(36, 'm') + "    " + std::string(12, ' ') + "SERIAL12";
+    WriteSeed(corpus, "inquiry", "standard",
+              "\x05\x80\x06\x02\x1f\0\0\0VENDOR  PRODUCT NAME    1.0 "s);
+    WriteSeed(corpus, "inquiry", "serial", VpdPage(0x80, "  SERIAL "));
+    WriteSeed(corpus, "inquiry", "identification", VpdPage(0x83, naa + eui + ata));
+    WriteSeed(corpus, "inquiry", "cut", VpdPage(0x83, naa + ata.substr(0, 30)));
+}
+
 void WriteMountSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "mtab", "escapes",
               "# comment\n/dev/sda1 /mnt/a\\040b\\134 ext4 rw,relatime 0 0\n"
@@ -196,6 +216,7 @@ int main(int argc, char** argv) {
     WriteIniSeeds(argv[1]);
     WriteRegistrySeeds(argv[1]);
     WritePciIdsSeeds(argv[1]);
+    WriteInquirySeeds(argv[1]);
     WriteMountSeeds(argv[1]);
     WriteProcessSeeds(argv[1]);
     WriteRunLevelSeeds(argv[1]);
