@@ -9,7 +9,7 @@
 #include "base/export.h"
 
 // Little-endian, as the bus has it. The part behind the common fields depends on the header type.
-class CPciCommonConfigHeader {
+class MORLA_API CPciCommonConfigHeader {
 public:
     static constexpr std::uint8_t kMultiFunction = 0x80;  // of HeaderType
     static constexpr std::uint16_t kNoFunction = 0xFFFF;  // VendorId where no function answers

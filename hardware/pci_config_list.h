@@ -29,7 +29,7 @@ public:
     std::string m_SlotReason;
 };
 
-class CPciConfigList : public std::map<CPciAddress, CPciSlotData> {
+class MORLA_API CPciConfigList : public std::map<CPciAddress, CPciSlotData> {
 public:
     // Reads all functions of the machine into `list`, which keeps what it held at addresses where
     // no function is found; with

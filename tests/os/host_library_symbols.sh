@@ -16,16 +16,16 @@ expect_none() {
 
 # What the headers mark with MORLA_API is exported, and nothing else.
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
-marked="$(grep -rhE --include='*.h' '(^|^class )MORLA_API ' base os trace hardware)"
-classes="$(sed -nE 's/^class MORLA_API (\w+).*/\1/p' <<<"$marked")"
-functions="$(sed -nE 's/^MORLA_API .* (\w+)\(.*/\1/p' <<<"$marked")"
+marked="$(grep -rhE --include='*.h' '(^|^class |^struct |\]\] )MORLA_API ' base os trace hardware)"
+classes="$(sed -nE 's/^(class|struct) MORLA_API (\w+).*/\2/p' <<<"$marked")"
+functions="$(sed -nE 's/.*MORLA_API .*[ *&](\w+)\(.*/\1/p' <<<"$marked")"
 [ "$(wc -w <<<"$classes $functions")" -gt 10 ] || expect_none 'marked in the headers' "$marked"
 defined="$(nm -DC --defined-only "$library" | cut -c18- | sed 's/^. //')"
 expect_none 'exported without a mark' "$(grep -Ev \
-    "^((vtable|typeinfo|typeinfo name) for )?(${classes//$'\n'/|})(::.*)?\$|^(${functions//$'\n'/|})(\(|\$)" \
+    "^((vtable|typeinfo|typeinfo name) for )?(${classes//$'\n'/|})(::.*)?\$|^([a-z_]+::)?(${functions//$'\n'/|})(\[abi:cxx11\])?(\(|\$)" \
     <<<"$defined" || true)"
 for name in $classes $functions; do
-    grep -qE "^((vtable|typeinfo) for )?$name(::|\(|\$)" <<<"$defined" ||
+    grep -qE "^((vtable|typeinfo) for |[a-z_]+::)?$name(::|\(|\[|\$)" <<<"$defined" ||
         expect_none 'marked, but not exported' "$name"
 done
 

@@ -1,0 +1,58 @@
+#include "hardware/scan_access.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "base/cancellation.h"
+#include "os/wait_result.h"
+
+namespace {
+
+// How long a wait that can be given up goes without a look.
+constexpr unsigned int kLookEveryMs = 100;
+
+}  // namespace
+
+bool CScanAccess::TakeEvent(unsigned int timeoutMs, const std::atomic<bool>* giveUp) {
+    if (giveUp == nullptr) {
+        return m_Event.Wait(timeoutMs) == kWaitSignaled;
+    }
+    for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !*giveUp; waitedMs += kLookEveryMs) {
+        const int result = m_Event.Wait(std::min(kLookEveryMs, timeoutMs - waitedMs));
+        if (result != kWaitTimeout) {
+            return result == kWaitSignaled;
+        }
+    }
+    return false;
+}
+
+// The lists are free at once, unless the event has let in two. Who fails to get them leaves the
+// event to the thread that is inside, which will set it.
+bool CScanAccess::Take(unsigned int timeoutMs, const std::atomic<bool>* giveUp) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    if (!TakeEvent(timeoutMs, giveUp)) {
+        return false;
+    }
+    m_IsTaken = m_Lists.try_lock();
+    while (!m_IsTaken && Clock::now() < deadline && (giveUp == nullptr || !*giveUp)) {
+        m_IsTaken = m_Lists.try_lock_for(std::chrono::milliseconds(kLookEveryMs));
+    }
+    return m_IsTaken;
+}
+
+void CScanAccess::GiveBack() {
+    if (m_IsTaken) {
+        const CCancellationHold hold;
+        m_IsTaken = false;
+        m_Lists.unlock();
+        m_Event.Set();
+    }
+}
+
+void CScanAccess::LeaveEventTaken() {
+    if (m_IsTaken) {
+        m_IsTaken = false;
+        m_Lists.unlock();
+    }
+}
