@@ -68,9 +68,15 @@ PciNames CPciNameReader::Read(const CPciCommonConfigHeader& header,
     FillFrom(names.Device, m_Ids.FindDevice(vendor, device));
     FillFrom(names.Vendor, m_Ids.FindVendor(vendor));
     if (subsystem) {
+        names.SubsystemVendor = ReadIni({card}, "SubsystemVendor");
+        FillFrom(names.SubsystemVendor, m_Ids.FindVendor(subsystem->Vendor));
         names.Subsystem = ReadIni({card}, "Subsystem");
         FillFrom(names.Subsystem,
                  m_Ids.FindSubsystem(vendor, device, subsystem->Vendor, subsystem->Device));
+        // A card that bears the numbers of its device is not listed again.
+        if (*subsystem == PciSubsystemId{vendor, device}) {
+            FillFrom(names.Subsystem, m_Ids.FindDevice(vendor, device));
+        }
     }
     FillFrom(names.Interface, m_Ids.FindInterface(header.m_BaseClass, header.m_SubClass,
                                                   header.m_ProgrammingInterface));

@@ -25,7 +25,8 @@ struct PciName {
 
 struct PciNames {
     PciName Vendor;
-    PciName Device;     // never without a text
+    PciName Device;  // never without a text
+    PciName SubsystemVendor;
     PciName Subsystem;  // of the card
     PciName Interface;  // of the programming interface, from pci.ids only
 };

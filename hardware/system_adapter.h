@@ -72,6 +72,7 @@ public:
     std::optional<PciIdentity> m_Pci;  // none for an interface that is not on PCI
     PciName m_Name;                    // of the device; of an interface: its own name in front
     PciName m_VendorName;
+    PciName m_SubsystemVendorName;
     PciName m_SubsystemName;
     PciName m_InterfaceName;  // of the programming interface
 

@@ -101,6 +101,7 @@ CSystemAdapter ReadFunction(CPciSlotData& function, CPciNameReader& names,
     adapter.m_Pci = identity;
     adapter.m_Name = std::move(found.Device);
     adapter.m_VendorName = std::move(found.Vendor);
+    adapter.m_SubsystemVendorName = std::move(found.SubsystemVendor);
     adapter.m_SubsystemName = std::move(found.Subsystem);
     adapter.m_InterfaceName = std::move(found.Interface);
     adapter.m_SlotNumber = function.m_SlotNumber;
