@@ -29,6 +29,7 @@ struct Pending {
 
 // Never destroyed: threads that were given up come back to it at any time.
 Pending& State() {
+    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): never destroyed
     static auto* const state = new Pending;
     return *state;
 }

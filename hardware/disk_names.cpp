@@ -51,7 +51,8 @@ CDiskNames::Names CDiskNames::ReadLinks(const std::string& folder) {
     Names names;
     for (const std::string& name : sysfs::ListDirectory(folder)) {
         std::error_code error;
-        const auto target = std::filesystem::read_symlink(folder + '/' + name, error);
+        const auto target =
+            std::filesystem::read_symlink(std::filesystem::path(folder) / name, error);
         // A link leads up to /dev, and from there to the node.
         std::string_view node = target.native();
         while (node.starts_with("../")) {

@@ -44,7 +44,7 @@ using NameKey = std::tuple<std::string_view, std::size_t, std::string_view, std:
                            std::size_t, std::string_view>;
 NameKey KeyOf(std::string_view name) {
     constexpr std::size_t kFamily = 2;
-    const auto digit = std::find_if(name.begin(), name.end(), IsDigit);
+    const auto* const digit = std::find_if(name.begin(), name.end(), IsDigit);
     const std::string_view letters = name.substr(0, static_cast<std::size_t>(digit - name.begin()));
     const std::string_view rest = name.substr(letters.size());
     std::uint64_t number = 0;

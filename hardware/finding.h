@@ -13,9 +13,9 @@ public:
     CFinding() = default;
     // Found.
     explicit CFinding(Value value) : m_Value(std::move(value)) {}
-    [[nodiscard]] static CFinding Absent(std::string reason) {
+    [[nodiscard]] static CFinding Absent(const std::string& reason) {
         CFinding finding;
-        finding.m_Reason = std::move(reason);
+        finding.m_Reason = reason;
         return finding;
     }
     // Found, or absent for that reason.

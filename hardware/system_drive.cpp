@@ -97,7 +97,7 @@ void ReadDevice(CSystemDrive& drive, const std::string& deviceFolder,
 CFinding<std::uint64_t> ReadDriveSize(const std::string& blockFolder, DriveKind kind) {
     // What the driver puts in until it has seen a disc.
     constexpr std::uint64_t kNoDisc = 0x1FFFFFULL * 512;
-    const CFinding<std::uint64_t> size = block_device::ReadSectors(blockFolder + "/size");
+    CFinding<std::uint64_t> size = block_device::ReadSectors(blockFolder + "/size");
     const bool isOptical = kind == DriveKind::kOptical;
     if (size.IsKnown() && (size.Get() == 0 || (isOptical && size.Get() == kNoDisc))) {
         return CFinding<std::uint64_t>::Absent("no medium");

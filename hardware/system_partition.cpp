@@ -11,9 +11,9 @@
 std::vector<CSystemPartition> CSystemPartition::ScanPartitions(const std::string& drive,
                                                                const CDiskNames& names) {
     std::vector<CSystemPartition> partitions;
-    const std::string folder = std::string(paths::kSysBlock) + '/' + drive;
+    const std::string folder = std::string(paths::kSysBlock) + '/' + drive + '/';
     for (const std::string& name : sysfs::ListDirectory(folder)) {
-        const std::string place = folder + '/' + name;
+        const std::string place = folder + name;
         const auto number =
             name.starts_with(drive) ? sysfs::ReadNumber(place + "/partition") : std::nullopt;
         if (!number) {
