@@ -71,8 +71,9 @@ std::string ReasonOfRow(const Row& row, const CPciAddress& function, std::size_t
         reason += std::string("; ") + kTooShort;
     }
     if (rowCount > 1) {
-        reason += "; first of " + std::to_string(rowCount) + " rows for this place" +
-                  (row.Data.m_CurrentUsage == PciSlotData::kUsageInUse ? " that is in use" : "");
+        const bool isInUse = row.Data.m_CurrentUsage == PciSlotData::kUsageInUse;
+        reason += std::string(isInUse ? "; first in use of " : "; none in use, first of ") +
+                  std::to_string(rowCount) + " rows for this place";
     }
     if (function.m_Segment != 0) {
         reason += "; rows name no segment";

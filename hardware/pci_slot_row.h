@@ -37,4 +37,4 @@ static_assert(sizeof(PciSlotData) == 5);
 enum class PciSlotKind { kParallel, kPciExpress, kPciExpressMini, kMxm, kM2 };
 
 // The kind of slot that a type code stands for. Every kind but kParallel is serial.
-[[nodiscard]] PciSlotKind FindPciSlotKind(std::uint8_t slotType);
+[[nodiscard]] MORLA_API PciSlotKind FindPciSlotKind(std::uint8_t slotType);

@@ -56,7 +56,8 @@ TEST_F(PciScan, HandsSlotsDownNestedBridgesAndSaysWhy) {
         {"0000:03:00.0", -1,
          "no slot: no row for bus 03 device 00, and no bridge with a slot leads to bus 03"},
         {"0000:09:03.0", 7,
-         "SMBIOS type 9, handle 0x0900, \"PCIE\": serial slot, every device on bus 09; first of 2 rows for this place that is in use"},
+         "SMBIOS type 9, handle 0x0900, \"PCIE\": serial slot, every device on bus 09; "
+         "first in use of 2 rows for this place"},
         {"0001:02:00.0", 5,
          "inherited from bridge 0000:01:00.0, which is in another segment: bridges are known by their bus alone"},
     };
