@@ -59,7 +59,8 @@ TEST_F(PciScan, HandsSlotsDownNestedBridgesAndSaysWhy) {
          "SMBIOS type 9, handle 0x0900, \"PCIE\": serial slot, every device on bus 09; "
          "first in use of 2 rows for this place"},
         {"0001:02:00.0", 5,
-         "inherited from bridge 0000:01:00.0, which is in another segment: bridges are known by their bus alone"},
+         "inherited from bridge 0000:01:00.0, which is in another segment: "
+         "bridges are known by their bus alone"},
     };
     CPciConfigList list;
     ASSERT_TRUE(CPciConfigList::ScanPciSlots(list, true));
