@@ -1,9 +1,9 @@
 #include "tests/trace/debug_fixture.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <sstream>
 
+#include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
 
 namespace {
@@ -15,8 +15,8 @@ constexpr std::size_t kHeaderLength = 49;  // time, thread and a name of at most
 void CDebugTest::SetUp() {
     RequirePrivateRoot();
     for (const char* directory : {"/var/log/quorvat", kConfigDirectory}) {
-        std::filesystem::remove_all(directory);
-        std::filesystem::create_directories(directory);
+        Remove(directory);
+        MakeDirectories(directory);
     }
     for (const char* name : {"HX_LOG_DYNAMIC_UPDATE", "HX_LOG_FILE_DIR", "HX_LOG_FILE_MAX_SIZE",
                              "HX_LOG_RINGBUF_DIR", "HX_LOG_DEBUG_LEVEL", "TraceFileLimit",
@@ -33,7 +33,7 @@ void CDebugTest::TearDown() {
 }
 
 void CDebugTest::Configure(std::string_view text, const char* file) {
-    std::ofstream(std::filesystem::path(kConfigDirectory) / file) << text << "\n[EndOfFile]\n";
+    WriteFile(std::string(kConfigDirectory) + "/" + file, std::string(text) + "\n[EndOfFile]\n");
 }
 
 void CDebugTest::ConfigureRing(unsigned int level) {
@@ -60,25 +60,19 @@ CDebug& CDebugTest::StartActiveRing(unsigned int level) {
     return *m_Debug;
 }
 
-std::string CDebugTest::Read(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-std::vector<std::string> CDebugTest::Lines(std::string_view text) {
+std::vector<std::string> CDebugTest::Lines(const std::string& text) {
+    std::istringstream stream(text);
     std::vector<std::string> lines;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\n');
-        lines.emplace_back(text.substr(0, end));
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
     }
     return lines;
 }
 
-std::vector<std::string> CDebugTest::Texts(const std::filesystem::path& path) {
-    std::vector<std::string> texts;
-    for (const std::string& line : Lines(Read(path))) {
-        texts.push_back(line.substr(std::min(line.size(), kHeaderLength)));
+std::vector<std::string> CDebugTest::Texts(const std::string& path) {
+    std::vector<std::string> texts = Lines(ReadFile(path));
+    for (std::string& text : texts) {
+        text.erase(0, kHeaderLength);
     }
     return texts;
 }

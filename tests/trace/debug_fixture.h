@@ -1,7 +1,6 @@
 // A trace object of the test's own, on the real paths of a private root.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,10 +36,9 @@ protected:
     // Destroys the trace object, which closes its files.
     void Stop() { m_Debug.reset(); }
 
-    static std::string Read(const std::filesystem::path& path);
-    static std::vector<std::string> Lines(std::string_view text);
+    static std::vector<std::string> Lines(const std::string& text);
     // The texts of the lines of a file, without their entry headers.
-    static std::vector<std::string> Texts(const std::filesystem::path& path);
+    static std::vector<std::string> Texts(const std::string& path);
     // The newest entry of a ring: the line before the last end marker, without its header.
     static std::string NewestEntry(const std::string& ring);
 

@@ -1,18 +1,18 @@
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <new>
 #include <thread>
 
+#include "tests/support/cancelled_thread.h"
+#include "tests/support/files.h"
 #include "tests/trace/debug_fixture.h"
 
 namespace {
@@ -38,7 +38,7 @@ namespace {
 
 TEST_F(RingBuffer, StartsWithHeaderGapAndFirstEntryOnAKilobyteBoundary) {
     StartActiveRing();
-    const std::string ring = Read(kActiveRing);
+    const std::string ring = ReadFile(kActiveRing);
     ASSERT_EQ(ring.size(), kActiveRingSize);
     const std::size_t headerEnd = ring.find("# End of header.\n") + 17;
     const std::size_t begin = ring.rfind('\n', ring.find("### Begin of RingBuffer. ###\n")) + 1;
@@ -58,13 +58,13 @@ TEST_F(RingBuffer, StartUpRingIsFourTimesAsLargeAndKeptWhenGzipIsMissing) {
     ConfigureRing(3);
     CDebug& debug = Start();
     debug.Print(3, "while starting");
-    EXPECT_EQ(NewestEntry(Read(kInitRing)), "while starting");
+    EXPECT_EQ(NewestEntry(ReadFile(kInitRing)), "while starting");
     debug.SetApplInitDone();
-    const std::string ring = Read(kInitRing);
+    const std::string ring = ReadFile(kInitRing);
     EXPECT_EQ(ring.size(), 4 * kActiveRingSize);
     EXPECT_EQ(NewestEntry(ring), "### End of initialization. ###");
     debug.Print(3, "while running");
-    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "while running");
+    EXPECT_EQ(NewestEntry(ReadFile(kActiveRing)), "while running");
 }
 
 TEST_F(RingBuffer, GoesOnWhenTheStartUpRingCannotBeCompressed) {
@@ -82,7 +82,7 @@ TEST_F(RingBuffer, GoesOnWhenTheStartUpRingCannotBeCompressed) {
     EXPECT_EQ(Texts(kLogFile).back(),
               "### gziping of startup log file failed -> it doesn't matter ###");
     debug.Print(3, "while running");
-    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "while running");
+    EXPECT_EQ(NewestEntry(ReadFile(kActiveRing)), "while running");
 }
 
 TEST_F(RingBuffer, CutsALongMessageThatThereIsNoMemoryFor) {
@@ -90,7 +90,7 @@ TEST_F(RingBuffer, CutsALongMessageThatThereIsNoMemoryFor) {
     isMemoryGone = true;
     debug.Print(1, "%s", std::string(1025, 'm').c_str());
     isMemoryGone = false;
-    const std::string ring = Read(kActiveRing);
+    const std::string ring = ReadFile(kActiveRing);
     const std::string expected =
         std::string(1024, 'm') + "\n## ERROR: No memory: Output Truncated!\n";
     EXPECT_EQ(ring.substr(ring.rfind(kEndMarker) - expected.size(), expected.size()), expected);
@@ -101,10 +101,10 @@ TEST_F(RingBuffer, KeepsLongMessagesWholeUpToATenthOfItsSize) {
     for (const std::size_t length : {1024U, 1025U, 100'000U, 104'857U}) {
         const std::string text(length, 'w');
         debug.Print(1, "%s", text.c_str());
-        EXPECT_EQ(NewestEntry(Read(kActiveRing)), text);
+        EXPECT_EQ(NewestEntry(ReadFile(kActiveRing)), text);
     }
     debug.Print(1, "%s", std::string(104'858, 'c').c_str());
-    const std::string ring = Read(kActiveRing);
+    const std::string ring = ReadFile(kActiveRing);
     EXPECT_EQ(ring.substr(ring.rfind(kEndMarker) - 1024 - 51, 1024 + 51),
               std::string(1024, 'c') + "\n## WARNING: TRACE-SIZE TOO BIG: Output Truncated!\n");
 }
@@ -112,16 +112,16 @@ TEST_F(RingBuffer, KeepsLongMessagesWholeUpToATenthOfItsSize) {
 TEST_F(RingBuffer, PutsWhatIsAlwaysPrintedIntoBothFiles) {
     CDebug& debug = StartActiveRing();
     debug.PrintAlways(0, "both %d %s", 1, std::string(2000, 'b').c_str());
-    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "both 1 " + std::string(2000, 'b'));
+    EXPECT_EQ(NewestEntry(ReadFile(kActiveRing)), "both 1 " + std::string(2000, 'b'));
     EXPECT_EQ(Texts(kLogFile).back(), "both 1 " + std::string(1017, 'b'));
 }
 
 // Prints entries of one size until the ring wraps; returns the text of the one that wrapped it.
-std::string PrintUntilWrap(CDebug& debug, std::size_t length, const std::string& path) {
+std::string PrintUntilWrap(CDebug& debug, std::size_t length) {
     for (int i = 0; i < 2000; ++i) {
         const std::string text = std::to_string(i) + std::string(length - 6, 'f');
         debug.PrintIt(kTargetRingBuffer, "%s", text.c_str());
-        std::ifstream file(path, std::ios::binary);
+        std::ifstream file("/var/log/quorvat/log.zentd_a", std::ios::binary);
         file.seekg(-1, std::ios::end);
         if (file.get() == '.') {
             return text;
@@ -133,9 +133,9 @@ std::string PrintUntilWrap(CDebug& debug, std::size_t length, const std::string&
 TEST_F(RingBuffer, WrapRefreshesTheHeaderAndContinuesBehindTheBeginEntry) {
     CDebug& debug = StartActiveRing(3);
     debug.ForceMaxDebug(false);
-    const std::string before = Read(kActiveRing);
-    const std::string wrapped = PrintUntilWrap(debug, 1000, kActiveRing);
-    const std::string ring = Read(kActiveRing);
+    const std::string before = ReadFile(kActiveRing);
+    const std::string wrapped = PrintUntilWrap(debug, 1000);
+    const std::string ring = ReadFile(kActiveRing);
     const std::string beginEntry = "### Begin of RingBuffer. ###\n";
     const std::size_t restart = ring.find(beginEntry) + beginEntry.size();
     EXPECT_EQ(restart, before.find(beginEntry) + beginEntry.size());
@@ -154,26 +154,23 @@ TEST_F(RingBuffer, WrapRefreshesTheHeaderAndContinuesBehindTheBeginEntry) {
 TEST_F(RingBuffer, WrapsExactlyWhenEntryAndMarkerNoLongerFit) {
     for (const std::size_t excess : {0U, 1U}) {
         CDebug& debug = StartActiveRing();
-        const std::string ring = Read(kActiveRing);
+        const std::string ring = ReadFile(kActiveRing);
         std::size_t room = kActiveRingSize - ring.rfind(kEndMarker) - kEndMarker.size();
         for (; room > 4000; room -= 2049) {
             debug.PrintIt(kTargetRingBuffer, "%s", std::string(1999, 'x').c_str());
         }
         debug.PrintIt(kTargetRingBuffer, "%s", std::string(room - 50 + excess, 'y').c_str());
-        const bool hasWrapped = Read(kActiveRing).back() == '.';
+        const bool hasWrapped = ReadFile(kActiveRing).back() == '.';
         EXPECT_EQ(hasWrapped, excess == 1);
         if (!hasWrapped) {
-            EXPECT_TRUE(Read(kActiveRing).ends_with("y\n## TRACE-END ##\n"));
+            EXPECT_TRUE(ReadFile(kActiveRing).ends_with("y\n## TRACE-END ##\n"));
         }
     }
 }
 
 TEST_F(RingBuffer, LongEntryThatWrapsStaysWhole) {
-    CDebug& debug = StartActiveRing();
-    const std::string wrapped = PrintUntilWrap(debug, 50'000, kActiveRing);
-    const std::string ring = Read(kActiveRing);
-    EXPECT_NE(ring.find("### Begin of RingBuffer. ###\n"), std::string::npos);
-    EXPECT_NE(ring.find(wrapped + "\n## TRACE-END ##\n"), std::string::npos);
+    const std::string wrapped = PrintUntilWrap(StartActiveRing(), 50'000);
+    EXPECT_NE(ReadFile(kActiveRing).find(wrapped + "\n## TRACE-END ##\n"), std::string::npos);
 }
 
 TEST_F(RingBuffer, SurvivesAHeaderThatFillsIt) {
@@ -187,46 +184,39 @@ TEST_F(RingBuffer, SurvivesAHeaderThatFillsIt) {
     debug.Print(1, "still alive");
     debug.ForceMaxDebug(false);
     Stop();
-    EXPECT_EQ(Read(kActiveRing).size(), kActiveRingSize);
+    EXPECT_EQ(ReadFile(kActiveRing).size(), kActiveRingSize);
 }
 
 TEST_F(RingBuffer, ReportsWhyItCannotBeMadeAndSwitchesTracingOff) {
     const struct {
-        const char* Name;
         void (*Spoil)();
         const char* Text;
     } rows[] = {
-        {"directory", [] { std::filesystem::create_directory(kInitRing); },
-         "### InitRingBuffer(): open of /var/log/quorvat/log.zentd_i failed (errno=21; Is a "
-         "directory) ###"},
-        {"no room", [] { std::filesystem::create_symlink("/dev/full", kInitRing); },
-         "### InitRingBuffer(): (2) write m_InternalDebugBuffer to /var/log/quorvat/log.zentd_i "
-         "failed ###"},
-        {"no memory to map", [] { std::filesystem::create_symlink("/dev/null", kInitRing); },
-         "### InitRingBuffer(): mmap of /var/log/quorvat/log.zentd_i failed (errno=19; No such "
-         "device) ###"},
-        {"full", [] { (void)mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=1m"); },
+        {[] { MakeDirectories(kInitRing); },
+         "open of /var/log/quorvat/log.zentd_i failed (errno=21; Is a directory) ###"},
+        {[] { std::filesystem::create_symlink("/dev/full", kInitRing); },
+         "(2) write m_InternalDebugBuffer to /var/log/quorvat/log.zentd_i failed ###"},
+        {[] { std::filesystem::create_symlink("/dev/null", kInitRing); },
+         "mmap of /var/log/quorvat/log.zentd_i failed (errno=19; No such device) ###"},
+        {[] { (void)mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=1m"); },
          nullptr},  // the log has no room for it either
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
         ConfigureRing(3);
         row.Spoil();
         CDebug& debug = Start(false);
         EXPECT_FALSE(debug.Init("zentd"));
         EXPECT_FALSE(debug.IsTracingActive());
         EXPECT_FALSE(debug.IsLevelActive(1));
-        std::error_code ignored;
-        std::filesystem::remove(kInitRing, ignored);  // the full file system takes entries again
+        Remove(kInitRing);  // the full file system takes entries again
         debug.PrintAlways(0, "goes on");
         const auto texts = Texts(kLogFile);
         EXPECT_EQ(texts.back(), "goes on");
         if (row.Text != nullptr) {
-            EXPECT_EQ(texts.front(), row.Text);
+            EXPECT_EQ(texts.front(), std::string("### InitRingBuffer(): ") + row.Text);
         }
         Stop();
         umount("/var/log/quorvat");
-        std::filesystem::remove_all(kInitRing);
     }
 }
 
@@ -245,7 +235,7 @@ TEST_F(RingBuffer, HoldsTheLastEntryOfAKilledProcess) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(NewestEntry(Read(kActiveRing)), "entry 12344");
+    EXPECT_EQ(NewestEntry(ReadFile(kActiveRing)), "entry 12344");
 }
 
 // Two and a half times around with eight threads: no entry is torn, and the entries of each thread
@@ -265,36 +255,30 @@ TEST_F(RingBuffer, TakesEntriesOfManyThreadsWholeAndInOrder) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    const std::string ring = Read(kActiveRing);
+    const std::string ring = ReadFile(kActiveRing);
     const std::size_t restart = ring.find("### Begin of RingBuffer. ###\n") + 29;
     const std::size_t newest = ring.rfind(kEndMarker);
-    const std::string_view behind =
-        std::string_view(ring).substr(newest + kEndMarker.size());  // the torn line is cut off
-    const std::string_view older = behind.substr(0, behind.find_last_not_of('.') + 1);
-    const std::string history =
-        std::string(older.substr(older.find('\n') + 1)) + ring.substr(restart, newest - restart);
+    // Behind the newest entry stands a line that it has torn, then the older entries, then dots.
+    const std::size_t oldest = ring.find('\n', newest + kEndMarker.size()) + 1;
+    const std::string history = ring.substr(oldest, ring.find_last_not_of('.') + 1 - oldest) +
+                                ring.substr(restart, newest - restart);
     std::array<int, kThreads> next{};
-    next.fill(-1);
     int found = 0;
     for (const std::string& line : Lines(history)) {
-        int thread = -1;
+        std::size_t thread = 0;
         int entry = -1;
-        char end[8] = "";
-        ASSERT_EQ(std::sscanf(line.c_str() + 49, "thread %d entry %d some text of a module %3s",
-                              &thread, &entry, end),
-                  3)
-            << line;
-        ASSERT_STREQ(end, "end");
-        int& expected = next.at(static_cast<std::size_t>(thread));
-        if (expected != -1) {
-            ASSERT_EQ(entry, expected);
-        }
-        expected = entry + 1;
+        int length = 0;
+        ASSERT_EQ(std::sscanf(line.c_str() + 49, "thread %zu entry %d some text of a module end%n",
+                              &thread, &entry, &length),
+                  2);
+        ASSERT_EQ(line.size(), 49U + static_cast<std::size_t>(length)) << line;
+        ASSERT_TRUE(next.at(thread) == 0 || next.at(thread) == entry) << line;
+        next.at(thread) = entry + 1;
         ++found;
     }
     EXPECT_GT(found, 8000);
-    for (const int last : next) {
-        EXPECT_TRUE(last == kEntries || last == -1) << "the newest entries of a thread are there";
+    for (const int end : next) {
+        EXPECT_TRUE(end == kEntries || end == 0) << "the newest entries of a thread are there";
     }
 }
 
@@ -303,30 +287,15 @@ TEST_F(RingBuffer, LockIsFreeAfterAThreadWasCancelledInsideAPrint) {
         "[zentd]\nFileDebugLevel=3\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
         "MemoryTracesFlag=1\n");  // reading the status file is a cancellation point
     CDebug& debug = Start();
-    for (int round = 0; round < 20; ++round) {
-        struct Shared {
-            CDebug& Debug;
-            std::atomic<int> Printed{0};
-        } shared{debug};
-        pthread_t thread{};
-        const auto body = [](void* argument) -> void* {
-            auto* own = static_cast<Shared*>(argument);
-            while (true) {
-                own->Debug.Print(1, "entry");
-                ++own->Printed;
-            }
-        };
-        ASSERT_EQ(pthread_create(&thread, nullptr, body, &shared), 0);
-        while (shared.Printed < 3) {
-            std::this_thread::yield();
-        }
-        pthread_cancel(thread);
-        void* result = nullptr;
-        ASSERT_EQ(pthread_join(thread, &result), 0);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
-        debug.Print(1, "round %d", round);  // hangs when the lock was left held
-    }
-    EXPECT_TRUE(Read(kInitRing).find("round 19\n") != std::string::npos);
+    bool isBehind = false;
+    InCancelledThread([&] {
+        debug.Print(1, "never written");
+        isBehind = true;
+    });
+    EXPECT_FALSE(isBehind) << "ended inside";
+    // By another thread: hangs when the lock was left held.
+    debug.Print(1, "afterwards");
+    EXPECT_TRUE(ReadFile(kInitRing).find("afterwards\n") != std::string::npos);
 }
 
 }  // namespace
