@@ -14,7 +14,7 @@ void PrintLists(const char* format, ...) {
     Debug.PrintAlwaysV(format, copy, "direct");
     va_end(copy);
     va_copy(copy, args);
-    Debug.ClientPrintV(format, copy, "direct");
+    Debug.ClientPrintV(format, copy, "client");
     va_end(copy);
     Debug.PrintV(1, format, args);
     va_end(args);

@@ -1,3 +1,4 @@
+// Beside the end-to-end tests, which lock from process to process: what one process can see.
 // This program's own flock can refuse in a way that the system's does not.
 #include "daemon/file_lock.h"
 
@@ -5,22 +6,13 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <type_traits>
 
 #include "base/unique_fd.h"
 #include "tests/daemon/trace_log.h"
 #include "tests/support/files.h"
-
-namespace fs = std::filesystem;
-
-static_assert(!std::is_copy_constructible_v<CFileLock> && !std::is_move_constructible_v<CFileLock>);
 
 namespace {
 
@@ -39,6 +31,8 @@ extern "C" int flock(int fd, int operation) noexcept {
 
 namespace {
 
+using Lines = std::vector<std::string>;
+
 constexpr char kPath[] = "/tmp/locks/deep/zentd";
 constexpr char kFile[] = "/tmp/locks/deep/zentd.lock";
 
@@ -46,114 +40,44 @@ class CFileLockTest : public CTraceLogTest {
 protected:
     void SetUp() override {
         CTraceLogTest::SetUp();
-        fs::remove_all("/tmp/locks");
+        Remove("/tmp/locks");
     }
-
-    static std::string OwnText() { return "zentd#" + std::to_string(getpid()); }
 };
 
-// Runs `body` in a child process, which exits with its result.
-template <typename Body>
-int RunInChild(Body body) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(body());
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+bool IsFree(const char* path) {
+    const CUniqueFd other(open(path, O_RDONLY | O_CLOEXEC));
+    return flock(other.Get(), LOCK_EX | LOCK_NB) == 0;
 }
 
 }  // namespace
-
-TEST(LockDirectory, EndsBeforeTheLastSlashThatCounts) {
-    EXPECT_EQ(LockDirectory("/var/lock/zentd.lock"), "/var/lock");
-    EXPECT_EQ(LockDirectory("/a/b"), "/a");
-    EXPECT_EQ(LockDirectory("/a/b/"), "/a");
-    EXPECT_EQ(LockDirectory("/zentd.lock"), "/zentd.lock");
-    EXPECT_EQ(LockDirectory("zentd.lock"), "zentd.lock");
-    EXPECT_EQ(LockDirectory("a/b"), "a");
-    EXPECT_EQ(LockDirectory("/"), "/");
-    EXPECT_EQ(LockDirectory(""), "");
-}
 
 TEST_F(CFileLockTest, MakesDirectoriesAndFileAndRemovesTheFile) {
     const mode_t previous = umask(0);
     {
         CFileLock lock;
+        ASSERT_TRUE(lock.Lock("/tmp/locks/first", "zentd", 0));
         ASSERT_TRUE(lock.Lock(kPath, "zentd", 0));
         umask(previous);
-        EXPECT_EQ(ReadFile(kFile), OwnText());
+        EXPECT_TRUE(IsFree("/tmp/locks/first.lock")) << "unlocked, not removed";
+        EXPECT_FALSE(IsFree(kFile));
+        EXPECT_EQ(ReadFile(kFile), "zentd#" + std::to_string(getpid()));
         EXPECT_EQ(lock.LastError(), 0U);
-        struct stat status {};
-        ASSERT_EQ(stat(kFile, &status), 0);
-        EXPECT_EQ(status.st_mode & 07777U, 0644U);
-        for (const char* directory : {"/tmp/locks", "/tmp/locks/deep"}) {
-            ASSERT_EQ(stat(directory, &status), 0);
-            EXPECT_EQ(status.st_mode & 07777U, 0711U) << directory;
+        for (const auto& [path, mode] :
+             {std::pair{kFile, 0644U}, {"/tmp/locks", 0711U}, {"/tmp/locks/deep", 0711U}}) {
+            struct stat status {};
+            ASSERT_EQ(stat(path, &status), 0);
+            EXPECT_EQ(status.st_mode & 07777U, mode) << path;
         }
-        const CUniqueFd other(open(kFile, O_RDONLY | O_CLOEXEC));
-        EXPECT_EQ(flock(other.Get(), LOCK_EX | LOCK_NB), -1);
     }
-    EXPECT_FALSE(fs::exists(kFile));
-}
-
-TEST_F(CFileLockTest, IsRefusedToASecondProcessAndLeftAloneByIt) {
-    CFileLock lock;
-    ASSERT_TRUE(lock.Lock(kPath, "zentd", 0));
-    const int result = RunInChild([] {
-        auto second = std::make_unique<CFileLock>();
-        const bool isRefused = !second->Lock(kPath, "other", 0);
-        const bool isKnown = second->OwnerInfo() == "zentd#" + std::to_string(getppid()) &&
-                             second->LastError() == EWOULDBLOCK;
-        second.reset();
-        return isRefused && isKnown ? 0 : 1;
-    });
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ReadFile(kFile), OwnText());
-}
-
-TEST_F(CFileLockTest, StaysWithAChildThatKeepsTheDescriptor) {
-    int ready[2];
-    int go[2];
-    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
-    ASSERT_EQ(pipe2(go, O_CLOEXEC), 0);
-    const pid_t starter = fork();
-    if (starter == 0) {
-        auto* const lock = new CFileLock;
-        const bool isLocked = lock->Lock(kPath, "zentd", 0);
-        if (fork() != 0) {
-            _exit(0);  // without the destructor
-        }
-        char byte = isLocked ? 'y' : 'n';
-        (void)!write(ready[1], &byte, 1);
-        close(go[1]);
-        (void)!read(go[0], &byte, 1);
-        delete lock;
-        (void)!write(ready[1], &byte, 1);
-        _exit(0);
-    }
-    char byte = 0;
-    waitpid(starter, nullptr, 0);
-    ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    ASSERT_EQ(byte, 'y');
-    {
-        CFileLock second;
-        EXPECT_FALSE(second.Lock(kPath, "other", 0));
-        EXPECT_EQ(second.OwnerInfo(), "zentd#" + std::to_string(starter));
-    }
-    close(go[1]);
-    ASSERT_EQ(read(ready[0], &byte, 1), 1) << "the child has released the lock";
-    EXPECT_FALSE(fs::exists(kFile));
+    EXPECT_FALSE(Exists(kFile));
 }
 
 TEST_F(CFileLockTest, TakesOverAFileOfADeadProcess) {
-    fs::create_directories("/tmp/locks/deep");
-    std::ofstream(kFile) << "zentd#4711 and a text that is longer than the new one";
+    WriteFile(kFile, "zentd#4711 and a text that is longer than the new one");
     CFileLock lock;
     ASSERT_TRUE(lock.Lock(kPath, "", 0));
     EXPECT_EQ(ReadFile(kFile), "#" + std::to_string(getpid()));
-    const std::vector<std::string> expected{
+    const Lines expected{
         "CFileLock::Lock     : LockFileName.c_str() = /tmp/locks/deep/zentd.lock",
         "CFileLock::Lock     : LockFileDir.c_str() = /tmp/locks/deep",
         "CFileLock::Lock     : nrRetries = 0",
@@ -166,27 +90,18 @@ TEST_F(CFileLockTest, TakesOverAFileOfADeadProcess) {
     EXPECT_EQ(TextsWith("CFileLock::Lock"), expected);
 }
 
-TEST_F(CFileLockTest, MovesToAnotherFileAndLeavesTheFirst) {
-    CFileLock lock;
-    ASSERT_TRUE(lock.Lock("/tmp/locks/first", "zentd", 0));
-    ASSERT_TRUE(lock.Lock("/tmp/locks/second", "zentd", 0));
-    const CUniqueFd first(open("/tmp/locks/first.lock", O_RDONLY | O_CLOEXEC));
-    EXPECT_EQ(flock(first.Get(), LOCK_EX | LOCK_NB), 0) << "unlocked, not removed";
-}
-
 // Deliberate behaviour: the retry looks for an error number that flock does not give.
 TEST_F(CFileLockTest, TriesABusyFileOnceWhateverTheTimeOut) {
+    WriteFile(kFile, std::string(300, 'x'));
+    const CUniqueFd other(open(kFile, O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(other.Get(), LOCK_EX), 0);
     CFileLock lock;
-    ASSERT_TRUE(lock.Lock(kPath, "zentd", 0));
-    CFileLock second;
-    EXPECT_FALSE(second.Lock(kPath, "zentd", 250));
+    EXPECT_FALSE(lock.Lock(kPath, "zentd", 250));
+    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(EWOULDBLOCK));
+    EXPECT_EQ(lock.OwnerInfo(), std::string(255, 'x'));
+    EXPECT_EQ(TextsWith("nrRetries"), Lines{"CFileLock::Lock     : nrRetries = 2"});
     EXPECT_EQ(TextsWith("Could NOT lock lockfile").size(), 1U);
     EXPECT_TRUE(TextsWith("Sharing Violation").empty());
-    EXPECT_FALSE(second.Lock(kPath, "zentd", 99));
-    EXPECT_EQ(TextsWith("nrRetries"),
-              (std::vector<std::string>{"CFileLock::Lock     : nrRetries = 0",
-                                        "CFileLock::Lock     : nrRetries = 2",
-                                        "CFileLock::Lock     : nrRetries = 0"}));
 }
 
 TEST_F(CFileLockTest, RetriesASharingViolationWithinTheTimeOut) {
@@ -196,9 +111,8 @@ TEST_F(CFileLockTest, RetriesASharingViolationWithinTheTimeOut) {
         bool IsLocked;
         std::size_t Attempts;
     };
-    for (const Case& c : {Case{0, 1, false, 1}, Case{250, 2, false, 2}, Case{250, 1, true, 1}}) {
-        fs::create_directories("/tmp/locks/deep");
-        std::ofstream(kFile) << "zentd#4711";
+    for (const Case& c : {Case{99, 1, false, 1}, Case{250, 2, false, 2}, Case{250, 1, true, 1}}) {
+        WriteFile(kFile, "zentd#4711");
         const std::size_t before = TextsWith("Error Sharing Violation").size();
         g_SharingViolations = c.Violations;
         CFileLock lock;
@@ -209,58 +123,34 @@ TEST_F(CFileLockTest, RetriesASharingViolationWithinTheTimeOut) {
     }
 }
 
-TEST_F(CFileLockTest, KeepsTheFirst255BytesOfTheOwnersText) {
-    fs::create_directories("/tmp/locks/deep");
-    std::ofstream(kFile) << std::string(300, 'x');
-    const CUniqueFd other(open(kFile, O_RDONLY | O_CLOEXEC));
-    ASSERT_EQ(flock(other.Get(), LOCK_EX), 0);
-    CFileLock lock;
-    EXPECT_FALSE(lock.Lock(kPath, "zentd", 0));
-    EXPECT_EQ(lock.OwnerInfo(), std::string(255, 'x'));
-    fs::resize_file(kFile, 0);
-    EXPECT_FALSE(lock.Lock(kPath, "zentd", 0));
-    EXPECT_EQ(lock.OwnerInfo(), "");
-}
-
 TEST_F(CFileLockTest, FailsWhereTheFileCannotBe) {
-    CFileLock lock;
-    EXPECT_FALSE(lock.Lock("relative/zentd", "zentd", 0));
-    fs::create_directories("/tmp/locks");
-    std::ofstream("/tmp/locks/file").flush();
-    EXPECT_FALSE(lock.Lock("/tmp/locks/file/deep/zentd", "zentd", 0));
+    WriteFile("/tmp/locks/file", "");
+    const std::string tooLong = "/tmp/locks/" + std::string(200, 'a') + "/" + std::string(99, 'b');
+    const struct {
+        std::string Path;
+        int Error;
+    } rows[] = {
+        {"relative/zentd", 0},
+        {"/tmp/locks/file/deep/zentd", 0},
+        {"/tmp/locks/file/zentd", ENOTDIR},
+        {"/zentd", EISDIR},            // without a directory its own name is made as one
+        {tooLong + "/zentd", ENOENT},  // as much of it as fits is made
+        {"", EINVAL},
+    };
+    for (const auto& row : rows) {
+        CFileLock lock;
+        EXPECT_FALSE(lock.Lock(row.Path.c_str(), "zentd", 0)) << row.Path;
+        EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(row.Error)) << row.Path;
+    }
     EXPECT_EQ(TextsWith("## ERROR!"),
-              (std::vector<std::string>{
-                  "CFileLock           : ## ERROR! Failed to open/create lock directory relative "
-                  "(LastError = 0x00000000)",
-                  "CFileLock           : ## ERROR! Failed to open/create lock directory "
-                  "/tmp/locks/file/deep (LastError = 0x00000000)"}));
-    EXPECT_FALSE(lock.Lock("/tmp/locks/file/zentd", "zentd", 0));
-    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(ENOTDIR)) << "a file in its place";
-    // Without a directory the lock file's own name is made as one.
-    EXPECT_FALSE(lock.Lock("/zentd", "zentd", 0));
-    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(EISDIR));
-    EXPECT_TRUE(fs::is_directory("/zentd.lock"));
-    fs::remove("/zentd.lock");
-
-    EXPECT_FALSE(lock.Lock("", "zentd", 0));
-    EXPECT_FALSE(lock.Lock(nullptr, "zentd", 0));
-    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(EINVAL));
-}
-
-TEST_F(CFileLockTest, CutsALongDirectoryAt259Characters) {
-    const std::string directory =
-        "/tmp/locks/" + std::string(200, 'a') + "/" + std::string(99, 'b');
-    CFileLock lock;
-    EXPECT_FALSE(lock.Lock((directory + "/zentd").c_str(), "zentd", 0));
-    EXPECT_EQ(lock.LastError(), static_cast<std::uint32_t>(ENOENT));
-    EXPECT_TRUE(fs::is_directory(directory.substr(0, 259)));
-    EXPECT_FALSE(fs::exists(directory));
-}
-
-TEST_F(CFileLockTest, IsSilentWhileTracingIsOff) {
-    SwitchTracingOff();
-    const std::size_t before = Texts().size();
-    CFileLock lock;
-    EXPECT_TRUE(lock.Lock(kPath, "zentd", 0));
-    EXPECT_EQ(Texts().size(), before);
+              (Lines{"CFileLock           : ## ERROR! Failed to open/create lock directory "
+                     "relative (LastError = 0x00000000)",
+                     "CFileLock           : ## ERROR! Failed to open/create lock directory "
+                     "/tmp/locks/file/deep (LastError = 0x00000000)"}));
+    EXPECT_TRUE(Exists(tooLong.substr(0, 259)));
+    EXPECT_FALSE(Exists(tooLong));
+    EXPECT_EQ(LockDirectory("/a/b/"), "/a");
+    EXPECT_EQ(LockDirectory("a/b"), "a");
+    EXPECT_EQ(LockDirectory("/"), "/");
+    Remove("/zentd.lock");
 }

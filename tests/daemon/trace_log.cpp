@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include "base/paths.h"
+#include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
 #include "trace/debug.h"
 
@@ -17,12 +17,10 @@ constexpr std::size_t kHeaderLength = 49;  // time, thread and a name of at most
 
 void CTraceLogTest::SetUp() {
     RequirePrivateRoot();
-    for (const char* directory : {paths::kTraceDirectory, paths::kTraceConfigDirectory}) {
-        std::filesystem::create_directories(directory);
-    }
-    std::ofstream(std::string(paths::kTraceConfigDirectory) + "/zentd.ini")
-        << "[zentd]\nFileDebugLevel=6\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
-           "MemoryTracesFlag=0\n[EndOfFile]\n";
+    MakeDirectories(paths::kTraceDirectory);
+    WriteFile(std::string(paths::kTraceConfigDirectory) + "/zentd.ini",
+              "[zentd]\nFileDebugLevel=6\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
+              "MemoryTracesFlag=0\n[EndOfFile]\n");
     setenv("HX_LOG_FILE_MAX_SIZE", "10000000", 1);
     ASSERT_TRUE(Debug.Init("zentd"));
     Debug.SetTarget(kTargetLogFile);

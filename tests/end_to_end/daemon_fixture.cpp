@@ -27,11 +27,6 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
     return pointers;
 }
 
-// The process ids of this process's children, separated by blanks.
-std::string Children() {
-    return ReadFile("/proc/thread-self/children");
-}
-
 std::vector<std::string> LinesOf(const std::string& text) {
     std::istringstream stream(text);
     std::vector<std::string> lines;
@@ -59,18 +54,20 @@ void CDaemonTest::SetUp() {
 
 void CDaemonTest::TearDown() {
     // A killed process leaves its own children to this one, which then finds them here.
-    for (std::string children = Children(); !children.empty(); children = Children()) {
-        std::istringstream stream(children);
-        for (pid_t pid = 0; stream >> pid;) {
-            kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
-        }
+    for (pid_t pid = 0; std::istringstream(ReadFile("/proc/thread-self/children")) >> pid;) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
     }
 }
 
 void CDaemonTest::SetVariable(const std::string& name, const std::string& value) {
     std::erase_if(m_Environment, [&](const std::string& v) { return v.starts_with(name + "="); });
     m_Environment.push_back(name + "=" + value);
+}
+
+void CDaemonTest::Preload() {
+    SetVariable("LD_PRELOAD", MORLA_PRELOADED);
+    SetVariable("ASAN_OPTIONS", "verify_asan_link_order=0");  // the preloaded library comes first
 }
 
 pid_t CDaemonTest::Spawn(const Lines& arguments, const std::function<void()>& prepare) {
@@ -127,7 +124,8 @@ CDaemonTest::Lines CDaemonTest::SwitchCalls() {
 CDaemonTest::Lines CDaemonTest::DaemonTexts(const std::string& path) {
     Lines texts;
     for (const std::string& line : LinesOf(ReadFile(path))) {
-        for (const char* tag : {"ZENTD-MAIN", "SWITCH API", "morla Version"}) {
+        for (const char* tag :
+             {"ZENTD-MAIN", "SWITCH API", "SWITCH DLL", "LoadLibrary", "morla Version"}) {
             if (const std::size_t begin = line.find(tag); begin != std::string::npos) {
                 texts.push_back(line.substr(begin));
                 break;

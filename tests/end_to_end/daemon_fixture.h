@@ -31,11 +31,14 @@ protected:
     // LD_LIBRARY_PATH, which SetUp fills.
     void SetVariable(const std::string& name, const std::string& value);
 
+    // Puts the system calls of preloaded.cpp before the C library's.
+    void Preload();
+
     // Starts the executable under the given name; `prepare` runs in the child before it.
     pid_t Spawn(const Lines& arguments, const std::function<void()>& prepare = {});
     // Awaits the end of a process. Its exit code, or the negative number of the signal.
     int WaitForEnd(pid_t pid);
-    // Starts a background daemon and awaits the end of the parent; returns that one's exit code.
+    // Starts the executable and awaits the end of that process; of a background daemon's parent.
     int Start(const Lines& arguments = {});
 
     // Awaits what the daemon does to its files. Fails the test when that takes too long.

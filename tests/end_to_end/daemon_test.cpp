@@ -1,17 +1,13 @@
-#include <linux/audit.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <utmp.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
 
+#include "tests/daemon/recording_switch.h"
 #include "tests/end_to_end/daemon_fixture.h"
 #include "tests/support/files.h"
 #include "tests/support/wait_for.h"
@@ -45,28 +41,6 @@ bool IsBanner(const std::string& text) {
                                             R"(%Y/%m/%d-%H:%M" Start="%b %d %H:%M:%S")", &time)
                                  : nullptr;
     return rest != nullptr && *rest == '\0';
-}
-
-// Lets the calling process start no other.
-void ForbidFork() {
-    const auto refuse = [](unsigned int call) {
-        return std::array<sock_filter, 2>{
-            sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
-            sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN)};
-    };
-    const auto fork = refuse(SYS_fork);
-    const auto clone = refuse(SYS_clone);
-    sock_filter code[]{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        fork[0],
-        fork[1],
-        clone[0],
-        clone[1],
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{.len = std::size(code), .filter = code};
-    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
 }
 
 }  // namespace
@@ -147,34 +121,32 @@ TEST_F(CDaemonTest, RunsInTheBackgroundUntilTheSystemReboots) {
 TEST_F(CDaemonTest, RunsInTheForegroundOnRequest) {
     SetVariable("HX_NICKNAME", "OL7");
     WriteFile(kRunLevelFile, "0");
-    for (const char* option : {"-n", "-nodemon"}) {
-        Remove(kLogFile);
-        const pid_t daemon = Spawn({"-tovin", option});
-        EXPECT_EQ(WaitForStart(), daemon);
-        EXPECT_EQ(StandardError(), "called-so: ZENTD-MAIN: started in \"No Demon\" Mode\n");
-        EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(daemon));
-        ExpectDaemonSurroundings(daemon);
-        kill(daemon, SIGINT);
-        EXPECT_EQ(WaitForEnd(daemon), 0);
-        const Lines texts = DaemonTexts(kLogFile);
-        EXPECT_EQ(std::count(texts.begin(), texts.end(), "ZENTD-MAIN: Current RunLevel = 0"), 1);
-    }
+    const pid_t daemon = Spawn({"-tovin", "-nodemon"});
+    EXPECT_EQ(WaitForStart(), daemon);
+    EXPECT_EQ(StandardError(), "called-so: ZENTD-MAIN: started in \"No Demon\" Mode\n");
+    EXPECT_EQ(ReadFile(kLockFile), "zentd#" + std::to_string(daemon));
+    ExpectDaemonSurroundings(daemon);
+    kill(daemon, SIGINT);
+    EXPECT_EQ(WaitForEnd(daemon), 0);
+    EXPECT_EQ(SwitchCalls()[4], "Notify 0x30000 0 0");
 }
 
-TEST_F(CDaemonTest, TakesOnlyWholeOptionsAndTheLastMode) {
-    EXPECT_EQ(Start({"-nodem", "--nodemon", "-N", "-agentless", "-plexa"}), 0);
+TEST_F(CDaemonTest, TakesTheLastOfSeveralModes) {
+    EXPECT_EQ(Start({"-tovin", "-plexa-agentless", "-agentless", "-plexa"}), 0);
     const pid_t daemon = WaitForStart();
-    EXPECT_EQ(StandardError(), "");
-    EXPECT_EQ(ReadFile(kLogFile).find("smbus"), std::string::npos) << "no driver in other modes";
-    EXPECT_EQ(ReadFile(kInitRing).find("smbus"), std::string::npos);
+    EXPECT_EQ((ReadFile(kLogFile) + ReadFile(kInitRing)).find("smbus"), std::string::npos)
+        << "no driver in other modes";
     EXPECT_EQ(SwitchCalls()[1], "LoadModules flags=0 mode=8");
     Lines texts = DaemonTexts(kInitRing);
-    texts.resize(3);
-    EXPECT_EQ(texts, (Lines{
-                         "ZENTD-MAIN::ParseCommandLine   : Agentsless mode due to -agentless",
-                         "ZENTD-MAIN::ParseCommandLine   : PLEXA mode due to -plexa",
-                         "ZENTD-MAIN: RUN MODE: 8",
-                     }));
+    texts.resize(5);
+    EXPECT_EQ(texts,
+              (Lines{
+                  "ZENTD-MAIN::ParseCommandLine   : TOVIN mode due to -tovin",
+                  "ZENTD-MAIN::ParseCommandLine   : MORLA_PLEXA mode due to -plexa-agentless",
+                  "ZENTD-MAIN::ParseCommandLine   : Agentsless mode due to -agentless",
+                  "ZENTD-MAIN::ParseCommandLine   : PLEXA mode due to -plexa",
+                  "ZENTD-MAIN: RUN MODE: 8",
+              }));
     // An older system whose utmp tells run level 3.
     utmp record{};
     record.ut_type = RUN_LVL;
@@ -183,9 +155,7 @@ TEST_F(CDaemonTest, TakesOnlyWholeOptionsAndTheLastMode) {
     kill(daemon, SIGTERM);
     EXPECT_EQ(WaitForEnd(daemon), 0);
     EXPECT_NE(ReadFile(kLogFile).find("Current RunLevel = 3\n"), std::string::npos);
-    const Lines calls = SwitchCalls();
-    EXPECT_EQ(calls[3], "Notify 0x20000 null 0");
-    EXPECT_EQ(calls[4], "StopAllModules") << "no other notice";
+    EXPECT_EQ(SwitchCalls()[4], "StopAllModules") << "one notice";
 }
 
 TEST_F(CDaemonTest, RefusesASecondInstance) {
@@ -231,56 +201,110 @@ TEST_F(CDaemonTest, DoesNotStartForAnyoneButRoot) {
 }
 
 TEST_F(CDaemonTest, GivesUpWhenItCannotFork) {
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizers themselves need what is forbidden here";
-#endif
-    EXPECT_EQ(WaitForEnd(Spawn({}, ForbidFork)), 1);
+    Preload();
+    EXPECT_EQ(Start(), 1);
     EXPECT_EQ(StandardError(),
               "called-so: ZENTD-MAIN: Error! Cannot fork --> no demon !!!: Resource temporarily "
               "unavailable\n");
     EXPECT_FALSE(Exists(kLockFile));
 }
 
-TEST_F(CDaemonTest, EndsWithoutASwitchLibrary) {
-    SetVariable("LD_LIBRARY_PATH", "");
-    const pid_t daemon = Spawn({"-n"});
-    EXPECT_EQ(WaitForEnd(daemon), 1);
-    EXPECT_EQ(DaemonTexts(kLogFile).back(),
-              "ZENTD-MAIN: FATAL ERROR! Server Control SWITCH could not be loaded!");
-    EXPECT_NE(ReadFile(kInitRing).find("LoadLibrary: ## ERROR:  libswitch.so: cannot open"),
-              std::string::npos);
-    EXPECT_FALSE(Exists(kPidFile));
-    EXPECT_FALSE(Exists(kLockFile));
-
-    SetVariable("LD_LIBRARY_PATH", MORLA_SWITCH_FOLDER);
-    SetVariable("MORLA_TEST_SWITCH", "no-object");
-    EXPECT_EQ(WaitForEnd(Spawn({"-n"})), 1);
-    EXPECT_EQ(SwitchCalls(), (Lines{"SW_QueryInterface 0", "closed pid-file=0 lock=1"}))
-        << "closed, but not released";
+TEST_F(CDaemonTest, EndsWithoutASwitchObject) {
+    const Lines asked{"SW_QueryInterface 0", "closed pid-file=0 lock=1"};
+    const struct {
+        const char* Folder;
+        const char* Misbehaviour;
+        const char* Text;
+        Lines Calls;
+    } rows[] = {
+        {"",
+         "",
+         "LoadLibrary: ## ERROR:  libswitch.so: cannot open shared object file: No such file or "
+         "directory",
+         {}},
+        {MORLA_BARE_SWITCH_FOLDER, "", nullptr, {}},
+        {MORLA_SWITCH_FOLDER, "no-object", nullptr, asked},
+        {MORLA_SWITCH_FOLDER, "refuse", nullptr, {asked[0], asked[1], "deleted"}},
+        {MORLA_SWITCH_FOLDER, "low-byte", nullptr, {asked[0], asked[1], "deleted"}},
+        {MORLA_SWITCH_FOLDER,
+         "throw-first",
+         "SWITCH DLL - Exception during QueryInterface",
+         {asked[0], asked[1], "deleted"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.Folder) + row.Misbehaviour);
+        SetVariable("LD_LIBRARY_PATH", row.Folder);
+        SetVariable("MORLA_TEST_SWITCH", row.Misbehaviour);
+        Remove(kSwitchCallsFile);
+        EXPECT_EQ(Start({"-n"}), 1);
+        Lines texts = DaemonTexts(kInitRing);
+        EXPECT_EQ(texts.back(),
+                  "ZENTD-MAIN: FATAL ERROR! Server Control SWITCH could not be loaded!");
+        EXPECT_EQ(std::find(texts.begin(), texts.end(), row.Text != nullptr ? row.Text : "") !=
+                      texts.end(),
+                  row.Text != nullptr);
+        EXPECT_EQ(SwitchCalls(), row.Calls);
+        EXPECT_FALSE(Exists(kPidFile));
+        EXPECT_FALSE(Exists(kLockFile));
+    }
 }
 
 TEST_F(CDaemonTest, IdlesWithoutModulesAndKeepsAnEarlySignal) {
-    SetVariable("MORLA_TEST_SWITCH", "throw");
     SetVariable("HX_NICKNAME", "OL7");
     WriteFile(kRunLevelFile, "3");
-    ASSERT_EQ(Start(), 0);
-    // During the start: the signal waits for the loop.
-    const pid_t daemon = WaitForPid();
-    kill(daemon, SIGTERM);
-    EXPECT_EQ(WaitForEnd(daemon), 0);
-    Lines texts = DaemonTexts(kInitRing);
-    ASSERT_GE(texts.size(), 4U);
-    texts.erase(texts.begin(), texts.end() - 4);
+    const std::string load = "SWITCH API          : Loading modules, force rescan = 1";
+    const std::string unload = "SWITCH API          : Unloading modules...";
+    for (const auto& [misbehaviour, expected] :
+         {std::pair<std::string, Lines>{"fail", {load, unload}},
+          {"throw",
+           {load, "SWITCH DLL - Exception during LoadModules",
+            "SWITCH API          : ## ERROR! Loading modules FAILED!", unload,
+            "SWITCH DLL - Exception during UnloadModules",
+            "SWITCH API          : ## ERROR! Unloading modules FAILED!"}}}) {
+        SCOPED_TRACE(misbehaviour);
+        Remove(kPidFile);
+        Remove(kSwitchCallsFile);
+        SetVariable("MORLA_TEST_SWITCH", misbehaviour);
+        ASSERT_EQ(Start(), 0);
+        // During the start: the signal waits for the loop.
+        const pid_t daemon = WaitForPid();
+        kill(daemon, SIGTERM);
+        EXPECT_EQ(WaitForEnd(daemon), 0);
+        Lines texts = DaemonTexts(kInitRing);
+        EXPECT_EQ(texts.at(texts.size() - 2), "ZENTD-MAIN: ERROR! Load extension modules FAILED!");
+        const Lines stop = DaemonTexts(kActiveRing);
+        texts.insert(texts.end(), stop.begin(), stop.end());
+        std::erase_if(texts, [](const std::string& t) { return !t.starts_with("SWITCH"); });
+        EXPECT_EQ(texts, expected);
+        EXPECT_EQ(SwitchCalls(),
+                  (Lines{"SW_QueryInterface 0", "LoadModules flags=0 mode=0",
+                         "Notify 0x20000 null 0", "StopAllModules", "UnloadModules 0", "SW_Release",
+                         "deleted", "closed pid-file=1 lock=1"}));
+        EXPECT_NE(ReadFile(kLogFile).find("Current RunLevel = -1\n"), std::string::npos);
+    }
+}
+
+TEST_F(CDaemonTest, TakesAFailingWaitForSigterm) {
+    Preload();
+    SetVariable("FAKE_SIGNAL", "-22");
+    EXPECT_EQ(Start({"-n"}), 0);
+    Lines texts = DaemonTexts(kLogFile);
+    const auto failure =
+        std::find(texts.begin(), texts.end(), "ZENTD-MAIN: ## ERROR sigwait() failed (ret=22) ##");
+    texts.erase(texts.begin(), failure);
+    texts.resize(4);
     EXPECT_EQ(texts, (Lines{
-                         "SWITCH API          : Loading modules, force rescan = 1",
-                         "SWITCH API          : ## ERROR! Loading modules FAILED!",
-                         "ZENTD-MAIN: ERROR! Load extension modules FAILED!",
-                         "ZENTD-MAIN: ## Done initializing ##",
+                         "ZENTD-MAIN: ## ERROR sigwait() failed (ret=22) ##",
+                         "ZENTD-MAIN: ## ERROR This is Operating System BUG, since sigwait() "
+                         "should never return an error !!! ##",
+                         "ZENTD-MAIN: ## ERROR We do so as if SIGTERM has been sent to this "
+                         "process) --> Do Shutdown !!! ##",
+                         "ZENTD-MAIN: Signal 15 caught -> processing",
                      }));
-    EXPECT_EQ(SwitchCalls(), (Lines{"SW_QueryInterface 0", "LoadModules flags=0 mode=0",
-                                    "Notify 0x20000 null 0", "StopAllModules", "UnloadModules 0",
-                                    "SW_Release", "deleted", "closed pid-file=1 lock=1"}));
-    EXPECT_NE(ReadFile(kLogFile).find("Current RunLevel = -1\n"), std::string::npos);
+    SetVariable("FAKE_SIGNAL", "10");
+    EXPECT_EQ(Start({"-n"}), -SIGABRT);
+    EXPECT_EQ(DaemonTexts(kLogFile).back(), "ZENTD-MAIN: Unexpected Signal 10 caught -> ABORT");
+    EXPECT_EQ(SwitchCalls().back(), "Notify 0x20000 null 0") << "after the stop was announced";
 }
 
 TEST_F(CDaemonTest, FlipsTracingForEachHangUp) {
@@ -319,7 +343,7 @@ TEST_F(CDaemonTest, LendsItsTraceObjectToLibraries) {
     }
     for (const char* text :
          {"zentd         slot caller: Print 1\n", "zentd         direct caller: Print 1\n",
-          "zentd         direct caller: list 4\n"}) {
+          "client        direct caller: list 4\n", "zentd         direct caller: list 4\n"}) {
         EXPECT_NE(ring.find(text), std::string::npos) << text;
         EXPECT_EQ(log.find(text), std::string::npos) << text;
     }
