@@ -1,15 +1,17 @@
 #include "base/critical_section.h"
 
 #include <pthread.h>
-#include <semaphore.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <optional>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
+
+#include "tests/support/cancelled_thread.h"
 
 namespace {
 
@@ -36,47 +38,22 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
 
 namespace {
 
-// Whether another thread can enter and leave the section now, without waiting for it: that thread
-// reports that it got in, or is let in at the end by the caller leaving.
-class CContender {
-public:
-    explicit CContender(CCriticalSection& section)
-        : m_Thread([this, &section] {
-              section.Enter();
-              m_IsInside = true;
-              section.Leave();
-          }) {}
-    ~CContender() { m_Thread.join(); }
-    [[nodiscard]] bool IsInside() const { return m_IsInside; }
-
-private:
-    std::atomic<bool> m_IsInside{false};
-    std::thread m_Thread;
-};
-
-TEST(CriticalSection, NeedsAsManyLeavesAsEnters) {
+TEST(CriticalSection, NeedsAsManyLeavesAsEntersOfItsHolder) {
     CCriticalSection section;
     section.Enter();
     section.Enter();
-    section.Enter();
-    {
-        CContender contender(section);
-        section.Leave();
-        section.Leave();
-        EXPECT_FALSE(contender.IsInside());
-        section.Leave();
-    }
-    section.Enter();  // free again: would hang otherwise
+    std::thread([&section] { section.Leave(); }).join();  // changes nothing
     section.Leave();
-}
-
-TEST(CriticalSection, IgnoresALeaveByAnotherThread) {
-    CCriticalSection section;
-    section.Enter();
-    std::thread([&section] { section.Leave(); }).join();
-    CContender contender(section);
-    EXPECT_FALSE(contender.IsInside());
+    std::atomic<bool> isInside{false};
+    std::thread contender([&] {
+        const CCriticalSectionGuard guard(section);
+        isInside = true;
+    });
+    // A section that is free already would let it in meanwhile, as a rule.
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_FALSE(isInside);
     section.Leave();
+    contender.join();
 }
 
 TEST(CriticalSection, LetsEveryonePassWithoutAMutex) {
@@ -100,55 +77,36 @@ TEST(CriticalSection, MayBeDestroyedByItsHolderAtAnyDepth) {
 }
 
 TEST(CriticalSection, CountsEveryThreadExactlyOnce) {
-    constexpr int kThreads = 8;
     constexpr int kRounds = 20'000;
     CCriticalSection section;
     int plain = 0;  // guarded by the section alone
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                const CCriticalSectionGuard outer(section);
-                const CCriticalSectionGuard inner(section);
-                ++plain;
-            }
-        });
+    const auto count = [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            const CCriticalSectionGuard outer(section);
+            const CCriticalSectionGuard inner(section);
+            ++plain;
+        }
+    };
+    std::array<std::thread, 8> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread(count);
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(plain, kThreads * kRounds);
+    EXPECT_EQ(plain, 8 * kRounds);
 }
 
 TEST(CriticalSection, CleanupHandlerFreesItAtAnyDepthWhenAThreadIsCancelled) {
-    struct Shared {
-        CCriticalSection Section;
-        sem_t IsInside{};
-    } shared;
-    sem_init(&shared.IsInside, 0, 0);
-    pthread_t thread{};
-    const auto body = [](void* argument) -> void* {
-        auto* own = static_cast<Shared*>(argument);
-        own->Section.Enter();
-        own->Section.Enter();
-        pthread_cleanup_push(CCriticalSection::CleanupHandlerForCritSecMutex, &own->Section);
-        sem_post(&own->IsInside);
-        while (true) {
-            pthread_testcancel();
-            sched_yield();
-        }
+    CCriticalSection section;
+    InCancelledThread([&section] {
+        section.Enter();
+        section.Enter();
+        pthread_cleanup_push(CCriticalSection::CleanupHandlerForCritSecMutex, &section);
+        pthread_testcancel();
         pthread_cleanup_pop(0);
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &shared), 0);
-    sem_wait(&shared.IsInside);
-    pthread_cancel(thread);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    shared.Section.Enter();
-    shared.Section.Leave();
-    sem_destroy(&shared.IsInside);
+    });
+    const CCriticalSectionGuard guard(section);  // hangs when it was left held
 }
 
 }  // namespace
