@@ -3,19 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/hardware/smbios_bytes.h"
-
 namespace {
-
-TEST(DataStream, IsAValue) {
-    CDataStream first = smbios_bytes::Stream("abc");
-    const CDataStream copy = first;
-    first.Clear();
-    EXPECT_TRUE(first.IsEmpty());
-    EXPECT_EQ(copy.View().Text(), "abc");
-    EXPECT_TRUE(CDataStream().IsEmpty());
-    EXPECT_TRUE(CDataStream(nullptr, 8).IsEmpty());
-}
 
 TEST(ByteView, NeverReadsBehindItsEnd) {
     const CByteView view(std::string_view("\x01\x02\x03", 3));
@@ -26,7 +14,6 @@ TEST(ByteView, NeverReadsBehindItsEnd) {
     EXPECT_FALSE(view.Read(SIZE_MAX, number));
     EXPECT_EQ(number, 0x0302);
     EXPECT_EQ(view.ReadOrZero<std::uint32_t>(0), 0U);
-    EXPECT_EQ(view.Part(1).Text(), "\x02\x03");
     EXPECT_EQ(view.Part(2, 9).Text(), "\x03");
     EXPECT_TRUE(view.Part(3).IsEmpty());
     EXPECT_TRUE(view.Part(SIZE_MAX, SIZE_MAX).IsEmpty());
@@ -41,7 +28,6 @@ const struct {
     const char* Dump;
 } kDumps[] = {
     {"", true, true, 16, 1, nullptr, ""},
-    {"AB", false, false, 2, 1, nullptr, "41 42 "},
     {"AB", true, true, 2, 1, nullptr, "41 42   AB"},  // one line: no offset
     {"AB\x7F", true, true, 2, 1, nullptr, "0000: 41 42   AB\n0002: 7F      ."},  // padded
     {"\x1F ~\x80", false, true, 4, 1, nullptr, "1F 20 7E 80   . ~."},
@@ -53,6 +39,7 @@ const struct {
 };
 
 TEST(DataStream, DumpsInHexadecimal) {
+    EXPECT_TRUE(CDataStream(nullptr, 8).IsEmpty());
     for (const auto& row : kDumps) {
         std::string dump = "old";
         CDataStream::DumpHex(dump, CByteView(row.Bytes).Data(), row.Bytes.size(), row.WithOffset,

