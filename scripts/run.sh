@@ -31,4 +31,4 @@ need "${build_packages[@]}" gzip
 configure build
 cmake --build build -j 2 --target run_daemon >&2
 exec build/tests/support/private_root --program="$(command -v gzip)" -- \
-    build/tests/support/run_daemon "${seconds[@]}" "${arguments[@]}"
+    build/scripts/run_daemon/run_daemon "${seconds[@]}" "${arguments[@]}"

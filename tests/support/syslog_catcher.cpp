@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/poll_for.h"
 #include "tests/support/private_root_guard.h"
+#include "tests/support/wait_for.h"
 
 namespace {
 
@@ -43,22 +43,12 @@ const std::vector<std::string>& CSyslogCatcher::Lines() {
     return m_Lines;
 }
 
-bool CSyslogCatcher::Contains(const std::string& text) {
-    const std::vector<std::string>& lines = Lines();
-    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.find(text) != std::string::npos;
-    });
-}
-
-bool CSyslogCatcher::WaitForLine(const std::string& text, std::chrono::milliseconds limit) {
-    using std::chrono::milliseconds;
-    using std::chrono::steady_clock;
-    const steady_clock::time_point end = steady_clock::now() + limit;
-    while (!Contains(text)) {
-        const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
-        if (!IsReadableWithin(m_Socket.Get(), std::max(left, milliseconds(0)))) {
-            return Contains(text);
-        }
-    }
-    return true;
+bool CSyslogCatcher::WaitForLine(const std::string& text) {
+    const auto isThere = [&] {
+        const std::vector<std::string>& lines = Lines();
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(text) != std::string::npos;
+        });
+    };
+    return WaitUntil(isThere, "/dev");
 }

@@ -1,5 +1,6 @@
 #include "tests/support/wait_for.h"
 
+#include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -7,22 +8,11 @@
 
 #include "base/unique_fd.h"
 #include "tests/support/files.h"
-#include "tests/support/poll_for.h"
-
-namespace {
-
-void Drain(int fd) {
-    alignas(inotify_event) char events[4096];
-    while (read(fd, events, sizeof events) > 0) {
-    }
-}
-
-}  // namespace
 
 bool WaitUntil(const std::function<bool()>& condition, const std::string& folder,
                std::chrono::milliseconds limit) {
     using std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds kLookAgain{5};
+    constexpr int kLookAgainMs = 5;
     const steady_clock::time_point end = steady_clock::now() + limit;
     const CUniqueFd changes(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     // Where the folder is missing or watches are used up, looking again does it alone.
@@ -32,8 +22,10 @@ bool WaitUntil(const std::function<bool()>& condition, const std::string& folder
         if (steady_clock::now() >= end) {
             return false;
         }
-        if (IsReadableWithin(changes.Get(), kLookAgain)) {
-            Drain(changes.Get());
+        pollfd entry{changes.Get(), POLLIN, 0};
+        alignas(inotify_event) char events[4096];
+        if (poll(&entry, 1, kLookAgainMs) > 0) {
+            (void)!read(changes.Get(), events, sizeof events);
         }
     }
     return true;

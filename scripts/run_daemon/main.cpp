@@ -7,17 +7,15 @@
 // the daemon does: its exit code, or 128 and the number of the signal that ended it.
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/signalfd.h>
 #include <sys/syscall.h>
-#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
-#include <cstdint>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -28,9 +26,9 @@
 
 #include "base/error_text.h"
 #include "base/unique_fd.h"
+#include "scripts/run_daemon/daemon_files.h"
+#include "scripts/run_daemon/trace_follower.h"
 #include "tests/support/private_root_guard.h"
-#include "tests/support/run_daemon/daemon_files.h"
-#include "tests/support/run_daemon/trace_follower.h"
 
 namespace {
 
@@ -65,7 +63,7 @@ std::optional<Request> ParseRequest(char** arguments) {
 sigset_t StopSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) {
         sigaddset(&signals, number);
     }
     return signals;
@@ -76,6 +74,7 @@ sigset_t StopSignals() {
 // they are inherited: one that comes before it can end in order waits until it can.
 pid_t StartDaemon(std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
     }
@@ -111,7 +110,7 @@ public:
 
 private:
     void Show();
-    void StopOn(const CUniqueFd& signals, const CUniqueFd& timer);
+    void StopOn(const CUniqueFd& signals);
 
     Request m_Request;
     CTraceFollower m_Follower;
@@ -126,40 +125,29 @@ void CDaemonRun::Show() {
 }
 
 // Hands the first stop signal on to the daemon. More would not hurry it.
-void CDaemonRun::StopOn(const CUniqueFd& signals, const CUniqueFd& timer) {
+void CDaemonRun::StopOn(const CUniqueFd& signals) {
     signalfd_siginfo info{};
-    std::uint64_t expirations = 0;
-    int number = 0;
-    if (read(signals.Get(), &info, sizeof info) == sizeof info) {
-        number = info.ssi_signo == SIGINT ? SIGINT : SIGTERM;
-    } else if (read(timer.Get(), &expirations, sizeof expirations) == sizeof expirations) {
-        number = SIGTERM;
-    }
-    if (number != 0 && !m_IsStopping) {
+    if (read(signals.Get(), &info, sizeof info) == sizeof info && !m_IsStopping) {
         m_IsStopping = true;
-        (void)kill(m_Pid, number);
+        (void)kill(m_Pid, info.ssi_signo == SIGINT ? SIGINT : SIGTERM);
     }
 }
 
 int CDaemonRun::Run() {
     const sigset_t stopSignals = StopSignals();
-    (void)sigprocmask(SIG_BLOCK, &stopSignals, nullptr);
+    (void)pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
     const CUniqueFd signals(signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK));
-    const CUniqueFd timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-    itimerspec end{};
-    end.it_value.tv_sec = m_Request.Seconds;
-    (void)timerfd_settime(timer.Get(), 0, &end, nullptr);
+    (void)alarm(m_Request.Seconds);  // 0: never
 
     m_Pid = StartDaemon(m_Request.Arguments);
     if (m_Pid == 0) {
         return kExitBroken;
     }
     const CUniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, m_Pid, 0)));
-    pollfd entries[] = {
-        {process.Get(), POLLIN, 0}, {signals.Get(), POLLIN, 0}, {timer.Get(), POLLIN, 0}};
+    pollfd entries[] = {{process.Get(), POLLIN, 0}, {signals.Get(), POLLIN, 0}};
     while ((entries[0].revents & POLLIN) == 0) {
         (void)poll(static_cast<pollfd*>(entries), std::size(entries), kLookEveryMs);
-        StopOn(signals, timer);
+        StopOn(signals);
         Show();
     }
     int status = 0;
@@ -176,8 +164,10 @@ int main(int, char** argv) {
         return kExitUsage;
     }
     RequirePrivateRoot();
+    // NOLINTBEGIN(concurrency-mt-unsafe): there is one thread
     (void)setenv("LD_LIBRARY_PATH", MORLA_SWITCH_FOLDER, 1);
     (void)unsetenv("HX_LOG_RINGBUF_DIR");  // the follower looks in the folder that it knows
+    // NOLINTEND(concurrency-mt-unsafe)
     if (!MakeDaemonFiles(MORLA_MODULE)) {
         return kExitBroken;
     }

@@ -1,4 +1,4 @@
-#include "tests/support/run_daemon/daemon_files.h"
+#include "scripts/run_daemon/daemon_files.h"
 
 #include <cstdio>
 #include <exception>

@@ -1,4 +1,4 @@
-#include "tests/support/run_daemon/ring_reader.h"
+#include "scripts/run_daemon/ring_reader.h"
 
 #include <algorithm>
 
