@@ -9,8 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "os/ini_file.h"
 #include "tests/os/ini_fixture.h"
 
@@ -23,14 +21,12 @@ class CFileMaker {
 public:
     std::string Make() {
         std::string text;
-        const int sections = Below(5);
-        m_End = Below(2) == 0 ? "\n" : "\r\n";
-        for (int i = 0; i < sections; ++i) {
-            text += Noise() + "[" + Word(" .[=-") + std::to_string(i) + "]" + Comment() + m_End;
-            const int settings = Below(8);
-            for (int j = 0; j < settings; ++j) {
-                text += Noise() + "k" + Word(" .[]-") + std::to_string(Below(4)) + Blanks() + "=" +
-                        Blanks() + (Below(6) == 0 ? "" : Word(" .[]=:#\"'-")) + Comment() + m_End;
+        const std::string end = Below(2) == 0 ? "\n" : "\r\n";
+        for (std::size_t i = Below(5); i > 0; --i) {
+            text += Noise(end) + "[" + Word(" .[=-") + std::to_string(i) + "]" + Rest() + end;
+            for (std::size_t j = Below(8); j > 0; --j) {
+                text += Noise(end) + "k" + Word(" .[]-") + std::to_string(Below(4)) + Blanks() +
+                        "=" + Blanks() + (Below(6) == 0 ? "" : Word(" .[]=:#\"'-")) + Rest() + end;
             }
         }
         if (Below(3) == 0 && text.ends_with('\n')) {
@@ -40,41 +36,24 @@ public:
     }
 
 private:
-    int Below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(m_Random); }
-
-    std::string Blanks() {
-        std::string blanks;
-        for (int i = Below(3); i > 0; --i) {
-            blanks += " \t"[Below(2)];
-        }
-        return blanks;
-    }
+    std::size_t Below(std::size_t limit) { return m_Random() % limit; }
+    std::string Blanks() { return std::string(" \t \t").substr(Below(4), Below(3)); }
 
     // Up to nine characters with one of `special` here and there; the ends are letters.
     std::string Word(const std::string& special) {
-        std::string word(1, static_cast<char>('a' + Below(3)));
-        for (int i = Below(8); i > 0; --i) {
-            word += Below(4) == 0
-                        ? special[static_cast<std::size_t>(Below(static_cast<int>(special.size())))]
-                        : static_cast<char>('a' + Below(3));
+        std::string word = "a";
+        for (std::size_t i = Below(8); i > 0; --i) {
+            word += Below(4) == 0 ? special[Below(special.size())] : "abc"[Below(3)];
         }
         return word + "z";
     }
-
-    std::string Comment() { return Below(4) == 0 ? " ; " + Word(" ;=[]") : Blanks(); }
-
-    // Lines that mean nothing, or none.
-    std::string Noise() {
-        switch (Below(6)) {
-        case 0: return m_End;
-        case 1: return Blanks() + m_End;
-        case 2: return Blanks() + ";" + Word(" ;=[]") + m_End;
-        default: return "";
-        }
+    std::string Rest() { return Below(4) == 0 ? " ; " + Word(" ;=[]") : Blanks(); }
+    // A line that means nothing, or none.
+    std::string Noise(const std::string& end) {
+        return Below(2) == 0 ? "" : Blanks() + (Below(2) == 0 ? ";" + Word(" ;=[]") : "") + end;
     }
 
     std::mt19937 m_Random{20};
-    std::string m_End;
 };
 
 int Remember(void* settings, const char* section, const char* key, const char* value) {
@@ -82,7 +61,7 @@ int Remember(void* settings, const char* section, const char* key, const char* v
     return 1;
 }
 
-class IniOracle : public CIniTest {};
+using IniOracle = CIniTest;
 
 TEST_F(IniOracle, ReadsWhatAnotherReaderReads) {
     CFileMaker maker;
@@ -91,7 +70,6 @@ TEST_F(IniOracle, ReadsWhatAnotherReaderReads) {
         Write(maker.Make());
         Settings wanted;
         ASSERT_EQ(ini_parse(Path().c_str(), Remember, &wanted), 0) << Text();
-
         CIniFile ini;
         ASSERT_TRUE(ini.Open(Path().c_str(), true));
         Settings found;

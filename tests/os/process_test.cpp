@@ -1,19 +1,25 @@
-// Starting, waiting for and ending programs.
+// Finding, describing, starting and ending processes; the working directory.
 #include "os/process.h"
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
+#include <thread>
 
-#include "tests/os/process_fixture.h"
+#include "base/file_ptr.h"
+#include "os/proc_text.h"
+#include "tests/os/idle_child.h"
+#include "tests/support/files.h"
 
 namespace fs = std::filesystem;
 
@@ -21,92 +27,259 @@ namespace {
 
 constexpr unsigned int kUntouched = 4711;
 
-TEST_F(CProcessTest, TellsHowAProgramEnded) {
-    std::ofstream(Folder() + "/no_interpreter_line") << "exit 9\n";
-    fs::permissions(Folder() + "/no_interpreter_line", fs::perms::owner_all);
-    const std::string seven = Script("seven", "exit 7");
-    const std::string killed = Script("killed", "kill -TERM $$");
-    const std::string shellText = Folder() + "/no_interpreter_line";
-    const struct {
-        const char* Command;
-        bool Result;
-        unsigned int ExitCode;
-    } rows[] = {
-        {"true", true, 0},
-        {"false", false, 1},
-        {" \t\ntrue\v\f\r", true, 0},
-        {seven.c_str(), false, 7},
-        {shellText.c_str(), false, 9},  // as execvp has it: run by the shell
-        {killed.c_str(), false, CProcess::kNoExitCode},
-        {"/no/such/program", false, 255},
-        {"no_such_program_in_the_search_path", false, 255},
-        {Folder().c_str(), false, 255},
-        {"", false, 255},
-        {" \n", false, 255},
-        {nullptr, false, 255},
+// A temporary folder is the current one while a test runs.
+class Process : public testing::Test {
+protected:
+    Process() {
+        Remove(m_Folder);
+        MakeDirectories(m_Folder);
+        fs::current_path(m_Folder);
+    }
+    ~Process() override {
+        fs::current_path(m_Before);
+        Remove(m_Folder);
+    }
+    // Writes a shell script into the folder; its path.
+    [[nodiscard]] std::string Script(const std::string& text) const {
+        const std::string path = m_Folder + "/script";
+        WriteFile(path, "#!/bin/sh\n" + text + "\n");
+        fs::permissions(path, fs::perms::owner_all);
+        return path;
+    }
+    bool Run(const std::string& command, const char* directory = nullptr) {
+        m_Pid = m_ExitCode = kUntouched;
+        return CProcess::ExecuteCmd(command.c_str(), m_Pid, m_ExitCode, directory, false, false);
+    }
+    bool Start(const std::string& command) {
+        return CProcess::ExecuteCmdAsync(command.c_str(), m_Pid, nullptr, false, false);
+    }
+    bool Wait(unsigned int pid) { return CProcess::WaitForExit(pid, m_ExitCode, 0); }
+
+    const std::string m_Before = fs::current_path();
+    const std::string m_Folder =
+        fs::canonical(testing::TempDir()) / ("process_test." + std::to_string(getpid()));
+    unsigned int m_Pid = kUntouched;
+    unsigned int m_ExitCode = kUntouched;
+};
+
+// From now on this process, and its children, get `error` (0: success) in place of a system call.
+// For the child process of a test only: it cannot be undone.
+bool AnswerSystemCall(unsigned int number, unsigned int error) {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Command != nullptr ? row.Command : "<null>");
-        unsigned int pid = kUntouched;
-        unsigned int exitCode = kUntouched;
-        EXPECT_EQ(CProcess::ExecuteCmd(row.Command, pid, exitCode, nullptr, false, false),
-                  row.Result);
-        EXPECT_EQ(exitCode, row.ExitCode);
-        EXPECT_NE(pid, kUntouched);
-        EXPECT_EQ(CProcess::ExecuteCmd(row.Command, nullptr, true, true), row.Result);
+    const sock_fprog program = {std::size(filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST_F(Process, FiguresAndNumbersAreReadFromText) {
+    constexpr char kStatus[] =
+        "Name:\tVmPeak: 5 kB\nVmPeak:\t    6404 kB\nVmSize:\t 2 MB\nVmSwap: 3 GB\nThreads:\t7\n"
+        "VmSize:\t 9 kB\nOdd:\t 12 KB\nNone:\nMinus:\t-1 kB\nHuge:\t18446744073709551615 kB\n"
+        "Most:\t18446744073709551615\nNext:\n 5 kB\nLast:\t 4 kB";
+    const std::pair<const char*, std::uint64_t> rows[] = {
+        {"VmPeak:", 6404U << 10U}, {"VmSize:", 2U << 20U}, {"VmSwap:", 3ULL << 30U},
+        {"Threads:", 7},           {"Odd:", 12},           {"Most:", UINT64_MAX},
+        {"Last:", 4U << 10U},      {"None:", kUntouched},  {"Minus:", kUntouched},
+        {"Huge:", kUntouched},     {"Next:", kUntouched},  {"Vm", kUntouched},
+    };
+    for (const auto& [key, figure] : rows) {
+        std::uint64_t bytes = kUntouched;
+        EXPECT_EQ(os::ParseStatusFigure(kStatus, key, bytes), figure != kUntouched);
+        EXPECT_EQ(bytes, figure) << key;
+    }
+    EXPECT_EQ(os::ParseProcessNumber("4194304"), 4194304);
+    for (const char* name : {"", "0", "-1", "+1", " 1", "1a", "self", "4294967297"}) {
+        EXPECT_EQ(os::ParseProcessNumber(name), 0) << name;
     }
 }
 
-TEST_F(CProcessTest, SplitsACommandAtWhiteSpaceWithoutQuoting) {
-    const std::string script = Script("arguments", "printf '<%s>' \"$@\" >out");
-    ASSERT_TRUE(CProcess::ExecuteCmd((script + " 'a   b'\t\"c\"\n$HOME * ").c_str(), nullptr, false,
-                                     false));
-    EXPECT_EQ(Text("out"), "<'a><b'><\"c\"><$HOME><*>");
-}
-
-TEST_F(CProcessTest, RunsAProgramInADirectoryThatTheCallerEntersMeanwhile) {
-    fs::create_directory("there");
-    const std::string script = Script("where", "pwd >../out; readlink /proc/$PPID/cwd >>../out");
-    unsigned int pid = 0;
-    unsigned int exitCode = 0;
-    EXPECT_TRUE(CProcess::ExecuteCmd(script.c_str(), pid, exitCode, "there", false, false));
-    EXPECT_EQ(Text("out"), Folder() + "/there\n" + Folder() + "/there\n");
-    EXPECT_EQ(CProcess::get_current_directory(), Folder());
-}
-
-TEST_F(CProcessTest, StartsNothingWhenTheDirectoryCannotBeEnteredOrTheCurrentOneRead) {
-    const std::string script = Script("mark", "touch " + Folder() + "/started");
-    const auto isRefused = [&](const char* directory) {
-        unsigned int pid = kUntouched;
-        unsigned int exitCode = kUntouched;
-        const bool result =
-            CProcess::ExecuteCmd(script.c_str(), pid, exitCode, directory, false, false);
-        return !result && pid == kUntouched && exitCode == kUntouched;
+TEST_F(Process, IsFoundByItsExactName) {
+    const std::string own = std::to_string(getpid());  // another run may be under way
+    const std::string full = own + std::string(15 - own.size(), 'X');
+    const std::pair<std::string, std::string> rows[] = {
+        {own + " a  b", own + " a  b"},
+        {"(" + own + ") R 1(", "(" + own + ") R 1("},
+        {own + " li\nne", own + " li"},  // the first line
+        {full + "y", full},              // of up to 15 characters
     };
-    EXPECT_TRUE(isRefused("missing"));
-    EXPECT_TRUE(isRefused("mark"));
-    EXPECT_TRUE(isRefused(""));
-    EXPECT_EQ(CProcess::get_current_directory(), Folder());
+    std::string text;
+    for (const auto& [given, name] : rows) {
+        EXPECT_FALSE(CProcess::FindProcess(m_Pid, name.c_str()));
+        EXPECT_EQ(m_Pid, CProcess::kNone);
+        const CIdleChild child(given);
+        EXPECT_TRUE(CProcess::FindProcess(m_Pid, name.c_str()));
+        EXPECT_EQ(m_Pid, child.Pid());
+        EXPECT_TRUE(CProcess::GetProcessName(text, child.Pid()));
+        EXPECT_EQ(text, name);
+        for (const std::string& other : {name + "y", name + "\n", " " + name, name.substr(0, 4),
+                                         own + std::string(15 - own.size(), 'x')}) {
+            EXPECT_FALSE(CProcess::FindProcess(m_Pid, other.c_str())) << other;
+        }
+    }
+    EXPECT_FALSE(CProcess::FindProcess(m_Pid, nullptr));
+}
 
+TEST_F(Process, IsDescribedAsFarAsItExists) {
+    const CIdleChild zombie("morla zombie", CIdleChild::kZombie);
+    std::string name = "unchanged";
+    std::string path = "unchanged";
+    unsigned long value = kUntouched;
+    for (const unsigned int pid : {0U, CProcess::kNone, 0x7FFFFFFFU}) {
+        EXPECT_FALSE(CProcess::GetProcessInfo(pid, name, path));
+        EXPECT_FALSE(
+            CProcess::GetProcessMemorySpecificInfo(pid, &value, "VmSize:", CProcess::bytes));
+    }
+    EXPECT_EQ(name, "unchanged");
+    EXPECT_EQ(value, kUntouched);
+    EXPECT_FALSE(CProcess::GetProcessInfo(zombie.Pid(), name, path));
+    EXPECT_EQ(name, "morla zombie");
+    EXPECT_EQ(path, "unchanged");
+    unsigned long figures[5] = {1, 1, 1, 1, 1};
+    EXPECT_FALSE(CProcess::GetProcessMemoryInfo(zombie.Pid(), &figures[0], &figures[1], &figures[2],
+                                                &figures[3], &figures[4]));
+    EXPECT_EQ(figures[0] | figures[1] | figures[2] | figures[3] | figures[4], 0U);
+    if (CProcess::GetProcessName(name, 2) && name == "kthreadd") {
+        EXPECT_FALSE(CProcess::GetProcessInfo(2, name, path));
+        EXPECT_FALSE(CProcess::GetProcessMemoryInfo(2, &value, &value, &value, &value, &value));
+    }
+}
+
+TEST_F(Process, LinksToItsProgramAlsoWhenThatIsDeletedAndDeep) {
+    std::string deep = m_Folder;
+    const std::string step(200, 'd');
+    while (deep.size() + step.size() < 3900) {
+        deep += "/" + step;
+        ASSERT_TRUE(fs::create_directory(step));
+        ASSERT_TRUE(CProcess::SetCurrentDir(step.c_str()));
+    }
+    fs::copy_file("/bin/sleep", "program");
+    ASSERT_TRUE(Start("./program 1000"));
+    const CIdleChild child(m_Pid);
+    std::string text;  // the name of this process until the program is executed
+    while (CProcess::GetProcessName(text, m_Pid) && text != "program") {
+        sched_yield();
+    }
+    ASSERT_TRUE(CProcess::GetProcessPath(text, m_Pid));
+    EXPECT_EQ(text, deep + "/program");
+    fs::remove("program");
+    ASSERT_TRUE(CProcess::GetProcessPath(text, m_Pid));
+    EXPECT_EQ(text, deep + "/program (deleted)");
+}
+
+TEST_F(Process, AgreesWithPsOnNamesAndMemory) {
+    const CIdleChild child("morla oracle");
+    std::string line;
+    EXPECT_TRUE(CProcess::get_proc_file(static_cast<int>(child.Pid()), "status", line));
+    EXPECT_EQ(line, "Name:\tmorla oracle");
+    EXPECT_FALSE(CProcess::get_proc_file(static_cast<int>(child.Pid()), "no_such_file", line));
+    EXPECT_FALSE(CProcess::get_proc_file(static_cast<int>(child.Pid()), nullptr, line));
+    const std::string command = "ps -o vsz=,rss=,comm= -p " + std::to_string(child.Pid());
+    const CPipePtr ps(popen(command.c_str(), "r"));
+    unsigned long vsz = 0;
+    unsigned long rss = 0;
+    char name[16]{};
+    if (ps == nullptr || std::fscanf(ps.get(), "%lu %lu %15[^\n]", &vsz, &rss, name) != 3) {
+        GTEST_SKIP() << "no ps here (package procps)";
+    }
+    EXPECT_STREQ(name, "morla oracle");
+    unsigned long size = 1;
+    unsigned long peak = 1;
+    unsigned long swap = 1;
+    unsigned long fourth = 1;
+    unsigned long withoutLibraries = 1;
+    EXPECT_TRUE(CProcess::GetProcessMemoryInfo(child.Pid(), &size, &peak, &swap, &fourth,
+                                               &withoutLibraries));
+    EXPECT_EQ(size, vsz * 1024);
+    EXPECT_GE(peak, size);
+    EXPECT_EQ(fourth, 0U);
+    const auto figure = [&](const char* key, CProcess::unit unit) {
+        unsigned long value = 0;
+        EXPECT_TRUE(CProcess::GetProcessMemorySpecificInfo(child.Pid(), &value, key, unit));
+        return value;
+    };
+    EXPECT_EQ(withoutLibraries, size - figure("VmLib:", CProcess::bytes));
+    EXPECT_EQ(figure("VmRSS:", CProcess::bytes), rss * 1024);
+    EXPECT_EQ(figure("VmRSS:", CProcess::kilobytes), rss);
+    EXPECT_EQ(figure("VmRSS:", CProcess::megabytes), rss / 1024);
+    EXPECT_EQ(figure("VmRSS:", CProcess::gigabytes), rss / 1024 / 1024);
+}
+
+TEST_F(Process, ReadsAndChangesTheWorkingDirectory) {
+    std::string directory = "unchanged";
+    EXPECT_FALSE(CProcess::SetCurrentDir("") || CProcess::SetCurrentDir(nullptr) ||
+                 CProcess::SetCurrentDir("missing"));
     fs::create_directory("gone");
     ASSERT_TRUE(CProcess::SetCurrentDir("gone"));
-    fs::remove(Folder() + "/gone");
-    EXPECT_TRUE(isRefused(Folder().c_str()));
-    EXPECT_FALSE(fs::exists(Folder() + "/started"));
-    // Without a directory nothing has to be read.
-    EXPECT_TRUE(CProcess::ExecuteCmd(script.c_str(), nullptr, false, false));
-    EXPECT_TRUE(fs::exists(Folder() + "/started"));
+    EXPECT_EQ(CProcess::get_current_directory(), m_Folder + "/gone");
+    fs::remove(m_Folder + "/gone");
+    EXPECT_FALSE(CProcess::GetCurrentDir(directory));
+    EXPECT_EQ(CProcess::get_current_directory(), "");
+    EXPECT_EQ(directory, "unchanged");
+    ASSERT_TRUE(CProcess::SetCurrentDir(m_Folder.c_str()));
+    const std::string step(250, 'd');
+    for (int level = 0; level < 17; ++level) {  // deeper than 4,096 bytes
+        ASSERT_TRUE(fs::create_directory(step));
+        ASSERT_TRUE(CProcess::SetCurrentDir(step.c_str()));
+    }
+    EXPECT_FALSE(CProcess::GetCurrentDir(directory));
+    EXPECT_FALSE(Run("true", m_Folder.c_str()));
+    EXPECT_TRUE(Run("true"));
 }
 
-TEST_F(CProcessTest, FailsWhenItCannotGoBack) {
-    fs::create_directory("before");
-    const std::string script = Script("remove", "rmdir " + Folder() + "/before");
-    ASSERT_TRUE(CProcess::SetCurrentDir("before"));
-    unsigned int pid = 0;
-    unsigned int exitCode = kUntouched;
-    EXPECT_FALSE(
-        CProcess::ExecuteCmd(script.c_str(), pid, exitCode, Folder().c_str(), false, false));
-    EXPECT_EQ(exitCode, 0U);
+TEST_F(Process, TellsHowAProgramEnded) {
+    const std::string script = Script("[ $1 != kill ] || kill -TERM $$; exit $1");
+    WriteFile(m_Folder + "/plain", "exit 9\n");
+    fs::permissions("plain", fs::perms::owner_all);
+    const struct {
+        std::string Command;
+        bool Result;
+        unsigned int ExitCode;
+    } rows[] = {
+        {" \t\ntrue\v\f\r", true, 0},
+        {"false", false, 1},
+        {script + " 7", false, 7},
+        {script + " kill", false, CProcess::kNoExitCode},
+        {"./plain", false, 9},  // run by the shell, as execvp has it
+        {"/no/such/program", false, 255},
+        {"no_such_program_in_the_search_path", false, 255},
+        {m_Folder, false, 255},
+        {" \n", false, 255},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Run(row.Command), row.Result) << row.Command;
+        EXPECT_EQ(m_ExitCode, row.ExitCode) << row.Command;
+        EXPECT_NE(m_Pid, kUntouched);
+        ASSERT_TRUE(Start(row.Command));
+        EXPECT_EQ(Wait(m_Pid), row.Result);
+        EXPECT_EQ(m_ExitCode, row.ExitCode) << row.Command;
+        EXPECT_FALSE(Wait(m_Pid)) << "reaped before";
+        EXPECT_EQ(m_ExitCode, CProcess::kNoExitCode);
+    }
+    EXPECT_FALSE(CProcess::ExecuteCmd(nullptr, nullptr, true, true));
+    ASSERT_TRUE(Run(Script("printf '<%s>' \"$@\" >out") + " 'a   b'\t\"c\"\n$HOME * "));
+    EXPECT_EQ(ReadFile("out"), "<'a><b'><\"c\"><$HOME><*>") << "no quoting, no expansion";
+}
+
+TEST_F(Process, RunsInADirectoryThatTheCallerEntersMeanwhileAndElseNotAtAll) {
+    const std::string mark = Script("(pwd; readlink /proc/$PPID/cwd) >" + m_Folder + "/out");
+    for (const char* directory : {"missing", "script", ""}) {
+        EXPECT_FALSE(Run(mark, directory));
+        EXPECT_TRUE(m_Pid == kUntouched && m_ExitCode == kUntouched);
+    }
+    EXPECT_FALSE(Exists("out"));
+    fs::create_directory("there");
+    EXPECT_TRUE(Run(mark, "there"));
+    EXPECT_EQ(ReadFile("out"), m_Folder + "/there\n" + m_Folder + "/there\n");
+    EXPECT_EQ(CProcess::get_current_directory(), m_Folder);
+
+    ASSERT_TRUE(CProcess::SetCurrentDir("there"));
+    EXPECT_FALSE(Run("rmdir there", m_Folder.c_str())) << "there is no way back";
+    EXPECT_EQ(m_ExitCode, 0U);
 }
 
 // In a child of the test, which changes its limits and filters. Exit status 1: the descriptor
@@ -114,10 +287,9 @@ TEST_F(CProcessTest, FailsWhenItCannotGoBack) {
 int RunWithDescriptor(const std::string& script, int fd, rlim_t limit, bool keep, bool filter) {
     const pid_t child = fork();
     if (child == 0) {
-        const int null = open("/dev/null", O_RDONLY);
         rlimit limits{};
         getrlimit(RLIMIT_NOFILE, &limits);
-        const bool isOpen = dup2(null, fd) == fd;
+        const bool isOpen = dup2(open("/dev/null", O_RDONLY), fd) == fd;
         limits.rlim_cur = limit;
         const bool isReady = isOpen && setrlimit(RLIMIT_NOFILE, &limits) == 0 &&
                              (!filter || AnswerSystemCall(SYS_close_range, ENOSYS));
@@ -126,54 +298,44 @@ int RunWithDescriptor(const std::string& script, int fd, rlim_t limit, bool keep
         (void)CProcess::ExecuteCmd(script.c_str(), pid, exitCode, nullptr, false, keep);
         _exit(isReady && fcntl(fd, F_GETFD) == 0 ? static_cast<int>(exitCode) : 98);
     }
-    unsigned int status = 97;
-    (void)CProcess::WaitForExit(static_cast<unsigned int>(child), status, 0);
-    return static_cast<int>(status);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
 }
 
-TEST_F(CProcessTest, ClosesDescriptorsInTheChildOnlyUpToTheLimit) {
+TEST_F(Process, ClosesDescriptorsInTheChildOnlyUpToTheLimit) {
+    const std::string script = Script("[ \"$(readlink /proc/$$/fd/$1)\" != /dev/null ]");
     const struct {
         int Fd;
         rlim_t Limit;
         bool Keep;
         int Status;
     } rows[] = {
-        {3, 900, false, 0},  {3, 900, true, 1},    {700, 900, false, 0},
-        {700, 900, true, 1}, {700, 300, false, 1},  // open, though above the present limit
-        {700, 64, false, 0},                        // below 256 counts as 1,024
+        {3, 900, false, 0},   {3, 900, true, 1},
+        {700, 900, false, 0}, {700, 300, false, 1},  // open, though above the present limit
+        {700, 64, false, 0},                         // below 256 counts as 1,024
     };
     for (const auto& row : rows) {
-        const std::string number = std::to_string(row.Fd);
-        const std::string script = Script(
-            "has" + number, "for fd in /proc/$$/fd/*; do [ ${fd##*/} != " + number +
-                                " ] || [ \"$(readlink $fd)\" != /dev/null ] || exit 1; done");
         for (const bool filter : {false, true}) {
-            SCOPED_TRACE(number + " " + std::to_string(row.Limit) + (filter ? " filtered" : ""));
-            EXPECT_EQ(RunWithDescriptor(script, row.Fd, row.Limit, row.Keep, filter), row.Status);
+            EXPECT_EQ(RunWithDescriptor(script + " " + std::to_string(row.Fd), row.Fd, row.Limit,
+                                        row.Keep, filter),
+                      row.Status)
+                << row.Fd << " " << row.Limit << (filter ? " filtered" : "");
         }
     }
 }
 
-std::uint64_t Bit(int signal) {
-    return std::uint64_t{1} << (signal - 1);
-}
-
-TEST_F(CProcessTest, GivesTheProgramTheCallersMaskWithoutTheSignalsOfTheSignalLoop) {
-    const std::string script = Script("mask", "exec grep ^SigBlk: /proc/self/status >out");
+TEST_F(Process, GivesTheProgramTheCallersMaskWithoutTheSignalsOfTheSignalLoop) {
     sigset_t mask{};
     sigset_t before{};
-    sigemptyset(&mask);
+    sigset_t after{};
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGUSR2, SIGRTMAX}) {
         sigaddset(&mask, signal);
     }
     pthread_sigmask(SIG_SETMASK, &mask, &before);
-    EXPECT_TRUE(CProcess::ExecuteCmd(script.c_str(), nullptr, false, false));
-    sigset_t after{};
+    EXPECT_TRUE(Run(Script("exec grep ^SigBlk: /proc/self/status >out")));
     pthread_sigmask(SIG_SETMASK, &before, &after);
-
-    const std::string text = Text("out");
-    ASSERT_EQ(text.substr(0, 8), "SigBlk:\t");
-    EXPECT_EQ(std::stoull(text.substr(8), nullptr, 16), Bit(SIGUSR2) | Bit(SIGRTMAX));
+    EXPECT_EQ(ReadFile("out"), "SigBlk:\t8000000000000800\n") << "the last one, and the user's";
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {
         EXPECT_EQ(sigismember(&after, signal), sigismember(&mask, signal)) << signal;
     }
@@ -181,74 +343,38 @@ TEST_F(CProcessTest, GivesTheProgramTheCallersMaskWithoutTheSignalsOfTheSignalLo
 
 volatile sig_atomic_t interruptions = 0;
 
-TEST_F(CProcessTest, GoesOnWaitingWhenASignalInterrupts) {
+TEST_F(Process, GoesOnWaitingWhenASignalInterrupts) {
     // The program sends a signal whenever this process sleeps, which it does in the wait alone.
-    const std::string script = Script("interrupt",
-                                      "for round in 1 2 3; do\n"
-                                      "  until grep -q '^State:.S' /proc/$PPID/status; do :; done\n"
-                                      "  kill -USR1 $PPID\n"
-                                      "done\n"
-                                      "exit 5");
+    const std::string script = Script(
+        "for round in 1 2 3; do\n"
+        "  until grep -q '^State:.S' /proc/$PPID/status; do :; done\n"
+        "  kill -USR1 $PPID\n"
+        "done\n"
+        "exit 5");
     struct sigaction action {};
     struct sigaction before {};
     action.sa_handler = [](int) {
         interruptions = interruptions + 1;
     };
     sigaction(SIGUSR1, &action, &before);
-    unsigned int pid = 0;
-    unsigned int exitCode = 0;
-    EXPECT_FALSE(CProcess::ExecuteCmd(script.c_str(), pid, exitCode, nullptr, false, false));
-    EXPECT_EQ(exitCode, 5U);
+    EXPECT_FALSE(Run(script));
+    EXPECT_EQ(m_ExitCode, 5U);
     EXPECT_GE(interruptions, 1);
-
-    ASSERT_TRUE(CProcess::ExecuteCmdAsync(script.c_str(), pid, nullptr, false, false));
-    EXPECT_FALSE(CProcess::WaitForExit(pid, exitCode, 0));
-    EXPECT_EQ(exitCode, 5U);
     sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST_F(CProcessTest, ReapsAnAsynchronousProgramOnce) {
-    const std::string script = Script("status", "exit $1");
-    for (const unsigned int status : {0U, 1U, 200U}) {
-        unsigned int pid = 0;
-        unsigned int exitCode = kUntouched;
-        ASSERT_TRUE(CProcess::ExecuteCmdAsync((script + " " + std::to_string(status)).c_str(), pid,
-                                              nullptr, false, false));
-        EXPECT_EQ(CProcess::WaitForExit(pid, exitCode, 1), status == 0);
-        EXPECT_EQ(exitCode, status);
-        EXPECT_FALSE(CProcess::WaitForExit(pid, exitCode, 1));
-        EXPECT_EQ(exitCode, CProcess::kNoExitCode);
-    }
-    unsigned int pid = 0;
-    EXPECT_TRUE(CProcess::ExecuteCmdAsync("/no/such/program", pid, nullptr, false, false));
-    unsigned int exitCode = 0;
-    EXPECT_FALSE(CProcess::WaitForExit(pid, exitCode, 0));
-    EXPECT_EQ(exitCode, 255U);
-}
-
-TEST_F(CProcessTest, WaitsForOneChildOnly) {
+TEST_F(Process, WaitsForAndTerminatesOneProcessOnly) {
     const CIdleChild other("other child", CIdleChild::kZombie);
     for (const unsigned int pid : {1U, 0U, CProcess::kNone, 0x80000000U}) {
-        unsigned int exitCode = kUntouched;
-        EXPECT_FALSE(CProcess::WaitForExit(pid, exitCode, 0)) << pid;
-        EXPECT_EQ(exitCode, CProcess::kNoExitCode);
+        EXPECT_FALSE(Wait(pid)) << pid;
     }
-    unsigned int exitCode = kUntouched;
-    EXPECT_TRUE(CProcess::WaitForExit(other.Pid(), exitCode, 0));  // nobody else reaped it
-}
-
-TEST_F(CProcessTest, TerminatesAProcess) {
-    unsigned int pid = 0;
-    ASSERT_TRUE(CProcess::ExecuteCmdAsync("sleep 1000", pid, nullptr, false, false));
-    EXPECT_TRUE(CProcess::TerminateProcess(pid, 0));
-    unsigned int exitCode = kUntouched;
-    EXPECT_FALSE(CProcess::WaitForExit(pid, exitCode, 0));
-    EXPECT_EQ(exitCode, CProcess::kNoExitCode);
-    EXPECT_FALSE(CProcess::TerminateProcess(pid, 0));
-}
-
-// In a child whose kill only pretends: were these passed on, everything would be killed.
-TEST_F(CProcessTest, DoesNotTerminateGroupsOrEverything) {
+    EXPECT_TRUE(Wait(other.Pid())) << "nobody else reaped it";
+    ASSERT_TRUE(Start("sleep 1000"));
+    EXPECT_TRUE(CProcess::TerminateProcess(m_Pid, 0));
+    EXPECT_FALSE(Wait(m_Pid));
+    EXPECT_EQ(m_ExitCode, CProcess::kNoExitCode);
+    EXPECT_FALSE(CProcess::TerminateProcess(m_Pid, 0));
+    // In a child whose kill only pretends: were these passed on, everything would be killed.
     const pid_t child = fork();
     if (child == 0) {
         bool isRight = AnswerSystemCall(SYS_kill, 0) && CProcess::TerminateProcess(1, 0);
@@ -257,28 +383,19 @@ TEST_F(CProcessTest, DoesNotTerminateGroupsOrEverything) {
         }
         _exit(isRight ? 0 : 1);
     }
-    unsigned int exitCode = kUntouched;
-    EXPECT_TRUE(CProcess::WaitForExit(static_cast<unsigned int>(child), exitCode, 0));
+    EXPECT_TRUE(Wait(static_cast<unsigned int>(child)));
 }
 
-TEST_F(CProcessTest, GoesBackWhenTheWaitingThreadIsCancelled) {
+TEST_F(Process, GoesBackWhenTheWaitingThreadIsCancelled) {
     fs::create_directory("there");
-    unsigned int pid = CProcess::kNone;
-    const auto body = [](void* argument) -> void* {
-        unsigned int exitCode = 0;
-        (void)CProcess::ExecuteCmd("sleep 1000", *static_cast<unsigned int*>(argument), exitCode,
-                                   "there", false, false);
-        return nullptr;
-    };
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &pid), 0);
-    pthread_cancel(thread);  // takes effect in the wait, the first place where it can
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_EQ(CProcess::get_current_directory(), Folder());
-    ASSERT_NE(pid, CProcess::kNone);
-    const CIdleChild left(pid);
+    std::thread thread([this] {
+        (void)Run("sleep 1000", "there");
+        ADD_FAILURE() << "not cancelled";
+    });
+    pthread_cancel(thread.native_handle());  // takes effect in the wait, the first place for it
+    thread.join();
+    EXPECT_EQ(CProcess::get_current_directory(), m_Folder);
+    const CIdleChild left(m_Pid);
 }
 
 }  // namespace

@@ -1,12 +1,16 @@
+// Threads, and the processor query, which is one function.
 #include "os/thread.h"
 
+#include <cpuid.h>
 #include <sched.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "os/cpu_identification.h"
 #include "os/event.h"
 
 extern "C" {
@@ -16,7 +20,7 @@ int __wrap_pthread_cancel(pthread_t thread);
 
 namespace {
 
-std::atomic<int> Cancellations{0};
+std::atomic<int> cancellations{0};
 
 // What a thread of these tests does: report, wait at a gate, report its end, however it comes.
 struct Task {
@@ -46,15 +50,8 @@ bool Start(CThread& thread, Task& task, bool waitable) {
 
 class Thread : public testing::Test {
 protected:
-    void SetUp() override { Cancellations = 0; }
+    void SetUp() override { cancellations = 0; }
 };
-
-TEST_F(Thread, WithoutAThreadThereIsNothingToWaitForOrToKill) {
-    CThread thread;
-    EXPECT_EQ(thread.Id(), 0U);
-    EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
-    EXPECT_FALSE(thread.Kill(0));
-}
 
 // Both join, whatever the time-out; neither cancels.
 TEST_F(Thread, WaitingAndKillingLetAWaitableThreadRunToItsEnd) {
@@ -62,8 +59,12 @@ TEST_F(Thread, WaitingAndKillingLetAWaitableThreadRunToItsEnd) {
         for (const bool isKill : {false, true}) {
             Task task;
             CThread thread;
+            EXPECT_TRUE(thread.WaitForTermination(timeoutMs)) << "there is none";
+            EXPECT_FALSE(thread.Kill(timeoutMs));
             ASSERT_TRUE(Start(thread, task, true));
-            EXPECT_NE(thread.Id(), 0U);
+            const pthread_t id = thread.Id();
+            EXPECT_FALSE(thread.Start(RunTask, &task, 1000, false, 0, 0, false));
+            EXPECT_EQ(thread.Id(), id) << "a failed start leaves the thread before";
             std::thread opener([&task] { task.Gate.Set(); });
             EXPECT_TRUE(isKill ? thread.Kill(timeoutMs) : thread.WaitForTermination(timeoutMs));
             EXPECT_TRUE(task.IsFinished);
@@ -71,7 +72,7 @@ TEST_F(Thread, WaitingAndKillingLetAWaitableThreadRunToItsEnd) {
             opener.join();
         }
     }
-    EXPECT_EQ(Cancellations, 0);
+    EXPECT_EQ(cancellations, 0);
 }
 
 TEST_F(Thread, KillCancelsADetachedThreadAndItsWaitUnwinds) {
@@ -84,7 +85,7 @@ TEST_F(Thread, KillCancelsADetachedThreadAndItsWaitUnwinds) {
     EXPECT_EQ(thread.Id(), 0U);
     EXPECT_EQ(task.IsUnwound.Wait(kWaitInfinite), kWaitSignaled);
     EXPECT_FALSE(task.IsFinished);
-    EXPECT_EQ(Cancellations, 1);
+    EXPECT_EQ(cancellations, 1);
     EXPECT_FALSE(thread.Kill(0));
 }
 
@@ -92,80 +93,76 @@ TEST_F(Thread, KillCancelsADetachedThreadAndItsWaitUnwinds) {
 CEvent HasReturned(false, true, nullptr);
 struct AtThreadExit {
     ~AtThreadExit() { HasReturned.Set(); }
-    bool IsUsed = false;
+    int Policy = -1;
 };
 thread_local AtThreadExit Exit;
 
+// The priority is carried, but the scheduling is the creator's.
 TEST_F(Thread, ADetachedThreadThatHasEndedCountsAsKilledAndIsNotTouched) {
-    HasReturned.Reset();
-    CThread thread;
-    const auto function = [](void* /*argument*/) -> void* {
-        Exit.IsUsed = true;
-        return nullptr;
-    };
-    ASSERT_TRUE(thread.Start(function, nullptr, 0, false, 0, 0, false));
-    ASSERT_EQ(HasReturned.Wait(kWaitInfinite), kWaitSignaled);
-    EXPECT_TRUE(thread.Kill(0));
-    EXPECT_EQ(Cancellations, 0);
-    EXPECT_EQ(thread.Id(), 0U);
-}
-
-TEST_F(Thread, StartKillsTheThreadBeforeOnlyWhenAskedTo) {
-    for (const bool isWaitable : {false, true}) {
-        Task first;
-        Task second;
-        CThread thread(true);
-        ASSERT_TRUE(Start(thread, first, isWaitable));
-        if (isWaitable) {
-            first.Gate.Set();
-        }
-        ASSERT_TRUE(Start(thread, second, true));
-        EXPECT_EQ(first.IsUnwound.Wait(kWaitInfinite), kWaitSignaled);
-        EXPECT_EQ(first.IsFinished, isWaitable);
-        second.Gate.Set();
-        EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
-    }
-    EXPECT_EQ(Cancellations, 1);
-
-    Task forgotten;
-    Task next;
-    CThread thread;
-    ASSERT_TRUE(Start(thread, forgotten, false));
-    ASSERT_TRUE(Start(thread, next, true));
-    EXPECT_FALSE(forgotten.IsUnwound.IsSet());
-    forgotten.Gate.Set();
-    EXPECT_EQ(forgotten.IsUnwound.Wait(kWaitInfinite), kWaitSignaled);
-    next.Gate.Set();
-    EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
-}
-
-TEST_F(Thread, CarriesAPriorityButInheritsTheSchedulingOfItsCreator) {
     CThread thread;
     int policy = -1;
     const auto function = [](void* result) -> void* {
         sched_param parameter{};
-        pthread_getschedparam(pthread_self(), static_cast<int*>(result), &parameter);
+        pthread_getschedparam(pthread_self(), &Exit.Policy, &parameter);
+        *static_cast<int*>(result) = Exit.Policy;
         return nullptr;
     };
-    ASSERT_TRUE(thread.Start(function, &policy, 63, true, 4096, 1, true));
-    EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
+    ASSERT_TRUE(thread.Start(function, &policy, 63, true, 4096, 1, false));
+    ASSERT_EQ(HasReturned.Wait(kWaitInfinite), kWaitSignaled);
+    EXPECT_TRUE(thread.Kill(0));
+    EXPECT_EQ(cancellations, 0);
+    EXPECT_EQ(thread.Id(), 0U);
     EXPECT_EQ(policy, sched_getscheduler(0));
 }
 
-TEST_F(Thread, AFailedStartLeavesTheThreadBeforeToItsObject) {
-    Task task;
-    CThread thread;
-    ASSERT_TRUE(Start(thread, task, true));
-    const pthread_t before = thread.Id();
-    EXPECT_FALSE(thread.Start(RunTask, &task, 1000, false, 0, 0, false));
-    EXPECT_EQ(thread.Id(), before);
-    task.Gate.Set();
-    EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
+TEST_F(Thread, StartKillsTheThreadBeforeOnlyWhenAskedTo) {
+    const struct {
+        bool KillsAlive, IsWaitable;
+        int Cancellations;
+    } rows[] = {{true, false, 1}, {true, true, 0}, {false, false, 0}};
+    for (const auto& row : rows) {
+        cancellations = 0;
+        Task first;
+        Task second;
+        CThread thread(row.KillsAlive);
+        ASSERT_TRUE(Start(thread, first, row.IsWaitable));
+        if (row.IsWaitable) {
+            first.Gate.Set();
+        }
+        ASSERT_TRUE(Start(thread, second, true));
+        if (!row.KillsAlive) {
+            EXPECT_FALSE(first.IsUnwound.IsSet());
+            first.Gate.Set();
+        }
+        EXPECT_EQ(first.IsUnwound.Wait(kWaitInfinite), kWaitSignaled);
+        EXPECT_EQ(first.IsFinished, row.Cancellations == 0);
+        second.Gate.Set();
+        EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
+        EXPECT_EQ(cancellations, row.Cancellations);
+    }
+}
+
+TEST(CpuIdentification, ReadsTheLeavesThatTheProcessorHasAndClearsTheOthers) {
+    for (const unsigned int range : {0U, 0x80000000U}) {
+        const unsigned int highest = __get_cpuid_max(range, nullptr);
+        std::array<unsigned int, 4> expected{};
+        __cpuid_count(range, 0, expected[0], expected[1], expected[2], expected[3]);
+        for (const unsigned int leaf : {range, highest, highest + 1, range + 0x7FFFFFFFU}) {
+            unsigned int eax = leaf;
+            std::array<unsigned int, 3> rest{1, 2, 3};
+            const bool isThere = leaf <= highest;
+            EXPECT_EQ(cpuRawRead(&eax, &rest[0], &rest[1], &rest[2]), isThere ? 1 : 0) << leaf;
+            if (leaf == range || !isThere) {
+                EXPECT_EQ(eax, isThere ? expected[0] : 0);
+                EXPECT_EQ(rest[1], isThere ? expected[2] : 0);
+            }
+        }
+    }
 }
 
 }  // namespace
 
 int __wrap_pthread_cancel(pthread_t thread) {
-    ++Cancellations;
+    ++cancellations;
     return __real_pthread_cancel(thread);
 }

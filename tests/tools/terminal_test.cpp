@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "base/unique_fd.h"
-#include "tests/os/process_fixture.h"
+#include "tests/os/idle_child.h"
 
 namespace {
 

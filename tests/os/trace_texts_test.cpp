@@ -1,11 +1,15 @@
+// The exact texts that events, threads and profile files trace, at the levels where they appear.
 #include <pthread.h>
+#include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <regex>
 
 #include "os/event.h"
+#include "os/ini_file.h"
+#include "os/profile_string.h"
 #include "os/thread.h"
-#include "tests/trace/debug_fixture.h"
+#include "tests/os/global_trace.h"
 
 // The linker hands these calls over; they fail while a test says so.
 extern "C" {
@@ -19,47 +23,22 @@ int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*
 
 namespace {
 
-bool IsFailing = false;
+bool isFailing = false;
 
-// What the global trace object writes, at a level of the test's choice.
-class SyncTrace : public CDebugTest {
-protected:
-    static void StartGlobal(unsigned int level) {
-        ConfigureRing(level);
-        Debug.Init("zentd");
-        Debug.SetTarget(kTargetLogFile);
-    }
-    void TearDown() override {
-        Debug.SetTarget(kTargetNone);
-        CDebugTest::TearDown();
-    }
-    // Replaces each hexadecimal number by "@", unless it is 0.
-    static void MaskNumbers(std::string& text) {
-        for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at)) {
-            const std::size_t end =
-                std::min(text.find_first_not_of("0123456789abcdefABCDEF", at + 2), text.size());
-            if (text.find_first_not_of('0', at + 2) < end) {
-                text.replace(at, end - at, "@");
-            }
-            ++at;
-        }
-    }
-    // The texts from `first` on, with every address and thread replaced by "@".
-    static std::vector<std::string> TextsFrom(const std::string& first) {
-        std::vector<std::string> texts = Texts(kLogFile);
-        texts.erase(texts.begin(), std::find_if(texts.begin(), texts.end(), [&](const auto& text) {
-                        return text.starts_with(first);
-                    }));
-        for (std::string& text : texts) {
-            MaskNumbers(text);
-        }
-        return texts;
-    }
-};
-
+using TraceTexts = CGlobalTraceTest;
 using Expected = std::vector<std::string>;
 
-TEST_F(SyncTrace, NamesEveryStepOfAnEvent) {
+// The texts with "@" in place of every address and thread but 0.
+Expected Masked(const Expected& texts) {
+    static const std::regex number("0x0*[1-9a-fA-F][0-9a-fA-F]*");
+    Expected masked;
+    for (const std::string& text : texts) {
+        masked.push_back(std::regex_replace(text, number, "@"));
+    }
+    return masked;
+}
+
+TEST_F(TraceTexts, OfAnEvent) {
     StartGlobal(5);
     {
         CEvent first(false, true, "one");
@@ -73,7 +52,7 @@ TEST_F(SyncTrace, NamesEveryStepOfAnEvent) {
         CEvent third(false, false, "left");
         third = first;
     }
-    EXPECT_EQ(TextsFrom("creating"),
+    EXPECT_EQ(Masked(TextsSinceStart()),
               (Expected{"creating event @ <one> (IsSignaled=0)",
                         "refCount for event @ <one> incremented (IsSignaled=0)",
                         "WARNING: manual setting mismatch for event @ <one>",
@@ -91,32 +70,24 @@ TEST_F(SyncTrace, NamesEveryStepOfAnEvent) {
                         "deleting event @ <one> (IsSignaled=1)"}));
 }
 
-TEST_F(SyncTrace, WarnsOfSharingBelowTheDetailLevel) {
-    StartGlobal(4);
-    CEvent first(false, true, "one");
-    CEvent second(true, false, "one");
-    second.Set();
-    second.Close();
-    EXPECT_EQ(TextsFrom("refCount"),
-              (Expected{"refCount for event @ <one> incremented (IsSignaled=0)",
+TEST_F(TraceTexts, OfAnEventBelowTheDetailLevel) {
+    StartGlobal(3);
+    isFailing = true;
+    const CEvent first(true, true, "one");
+    isFailing = false;
+    const CEvent second(true, false, "one");
+    EXPECT_EQ(Masked(TextsSinceStart()),
+              (Expected{"pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed "
+                        "(ret=22) for event @ <one> (IsSignaled=1)",
+                        "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=11) on "
+                        "event @ <one> (IsSignaled=1)",
+                        "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=12) on "
+                        "event @ <one> (IsSignaled=1)",
+                        "refCount for event @ <one> incremented (IsSignaled=1)",
                         "WARNING: manual setting mismatch for event @ <one>"}));
 }
 
-TEST_F(SyncTrace, NamesWhatTheSystemRefusedAnEvent) {
-    StartGlobal(3);
-    IsFailing = true;
-    CEvent event(true, true, nullptr);
-    IsFailing = false;
-    EXPECT_EQ(TextsFrom("pthread"),
-              (Expected{"pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed "
-                        "(ret=22) for event @ <anon> (IsSignaled=1)",
-                        "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=11) on "
-                        "event @ <anon> (IsSignaled=1)",
-                        "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=12) on "
-                        "event @ <anon> (IsSignaled=1)"}));
-}
-
-TEST_F(SyncTrace, NamesWhatHappensToAThread) {
+TEST_F(TraceTexts, OfAThread) {
     StartGlobal(2);  // without the steps of Start
     const auto function = [](void* argument) -> void* {
         static_cast<CEvent*>(argument)->Wait(kWaitInfinite);
@@ -124,7 +95,7 @@ TEST_F(SyncTrace, NamesWhatHappensToAThread) {
     };
     // Never destroyed: on a loaded machine the detached thread may first run while the process
     // ends.
-    static CEvent& gate = *new CEvent(false, true, "gate");
+    static CEvent& gate = *new CEvent(false, true, nullptr);
     CThread thread;
     thread.Kill(0);
     ASSERT_TRUE(thread.Start(function, &gate, 0, false, 0, 0, false));
@@ -135,7 +106,7 @@ TEST_F(SyncTrace, NamesWhatHappensToAThread) {
     EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
     EXPECT_FALSE(thread.Start(function, &gate, 1000, false, 0, 0, true));
     EXPECT_EQ(
-        TextsFrom("CThread"),
+        Masked(TextsSinceStart()),
         (Expected{
             "CThread::Kill: Try to kill the Thread = 0x00000000",
             "CThread::Kill: Thread = 0x000000000 doesn't exist !",
@@ -150,16 +121,57 @@ TEST_F(SyncTrace, NamesWhatHappensToAThread) {
             "pthread_attr_setschedparam failed: error=22 priority=1000"}));
 }
 
+TEST_F(TraceTexts, OfProfileFiles) {
+    constexpr char kFile[] = "/tmp/t.ini";
+    const std::string write = "WritePrivateProfileString";
+    const std::string warning = write + ": ## WARNING: ";
+    const Expected everything{
+        write + "(s, k, v, /tmp/t.ini)",
+        write + " rc=0x0001",
+        write + "(s, none, <nil>, /tmp/t.ini)",
+        write + " rc=0x0000",
+        write + "(s, <nil>, <nil>, /tmp/t.ini)",
+        write + " rc=0x0001",
+        "GetPrivateProfileString: Cannot open /tmp/fifo",
+        warning + "invalid pointer to AppName",
+        warning + "invalid pointer to FileName",
+        write + "(s, k, v, /tmp/fifo)",
+        write + ": Cannot open /tmp/fifo (errno=22: Invalid argument)",
+        write + " rc=0x0000",
+        write + "(s, k, v, /tmp/none/t.ini)",
+        warning + "append open error: /tmp/none/t.ini",
+        write + " rc=0x0000",
+        warning + "invalid pointer to AppName"};  // Deliberate: Flush has a write's text
+    ASSERT_EQ(mkfifo("/tmp/fifo", 0600), 0);
+    for (const unsigned int level : {4U, 1U}) {
+        StartGlobal(level);
+        char buffer[8];
+        EXPECT_TRUE(WritePrivateProfileString("s", "k", "v", kFile));
+        EXPECT_FALSE(WritePrivateProfileString("s", "none", nullptr, kFile));
+        EXPECT_TRUE(WritePrivateProfileString("s", nullptr, nullptr, kFile));
+        EXPECT_EQ(GetPrivateProfileString("s", "k", "", buffer, sizeof buffer, "/tmp/fifo"), 0U);
+        EXPECT_FALSE(WritePrivateProfileString(nullptr, "k", "v", kFile));
+        EXPECT_FALSE(WritePrivateProfileString("s", "k", "v", nullptr));
+        EXPECT_FALSE(WritePrivateProfileString("s", "k", "v", "/tmp/fifo"));
+        EXPECT_FALSE(WritePrivateProfileString("s", "k", "v", "/tmp/none/t.ini"));
+        CIniFile ini;
+        ini.Flush();
+        ini.Open(kFile, false);
+        ini.Flush();
+        EXPECT_EQ(TextsSinceStart(), level == 4 ? everything : Expected{everything[13]});
+    }
+}
+
 }  // namespace
 
 int __wrap_pthread_condattr_setclock(pthread_condattr_t* attribute, clockid_t clock) {
-    return IsFailing ? EINVAL : __real_pthread_condattr_setclock(attribute, clock);
+    return isFailing ? EINVAL : __real_pthread_condattr_setclock(attribute, clock);
 }
 
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attribute) {
-    return IsFailing ? EAGAIN : __real_pthread_cond_init(condition, attribute);
+    return isFailing ? EAGAIN : __real_pthread_cond_init(condition, attribute);
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute) {
-    return IsFailing ? ENOMEM : __real_pthread_mutex_init(mutex, attribute);
+    return isFailing ? ENOMEM : __real_pthread_mutex_init(mutex, attribute);
 }
