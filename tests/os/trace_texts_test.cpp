@@ -1,13 +1,16 @@
-// The exact texts that events, threads and profile files trace, at the levels where they appear.
+// The exact texts that events, threads and profile files trace, at the levels where they appear;
+// and the registry in static objects, for which this program has room.
 #include <pthread.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <regex>
 
 #include "os/event.h"
 #include "os/ini_file.h"
 #include "os/profile_string.h"
+#include "os/registry.h"
 #include "os/thread.h"
 #include "tests/os/global_trace.h"
 
@@ -160,6 +163,23 @@ TEST_F(TraceTexts, OfProfileFiles) {
         ini.Flush();
         EXPECT_EQ(TextsSinceStart(), level == 4 ? everything : Expected{everything[13]});
     }
+}
+
+// Uses the registry before main and, in its destructor, after it.
+struct EarlyUser {
+    EarlyUser() : Result(Registry.Open("HKEY_USERS", nullptr, -1)) {}
+    ~EarlyUser() {
+        if (Registry.SetValue("v", 1U) != 0) {
+            std::_Exit(EXIT_FAILURE);
+        }
+    }
+    CRegistry Registry;
+    const int Result;
+};
+const EarlyUser kEarlyUser;
+
+TEST(RegistryStatic, IsReadyBeforeMain) {
+    EXPECT_EQ(kEarlyUser.Result, 0);
 }
 
 }  // namespace
