@@ -15,14 +15,10 @@
 #include "tests/os/global_trace.h"
 
 // The linker hands these calls over; they fail while a test says so.
-extern "C" {
-int __real_pthread_condattr_setclock(pthread_condattr_t* attribute, clockid_t clock);
-int __real_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attribute);
-int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute);
-int __wrap_pthread_condattr_setclock(pthread_condattr_t* attribute, clockid_t clock);
-int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attribute);
-int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute);
-}
+extern "C" decltype(pthread_condattr_setclock) __real_pthread_condattr_setclock,
+    __wrap_pthread_condattr_setclock;
+extern "C" decltype(pthread_cond_init) __real_pthread_cond_init, __wrap_pthread_cond_init;
+extern "C" decltype(pthread_mutex_init) __real_pthread_mutex_init, __wrap_pthread_mutex_init;
 
 namespace {
 
@@ -184,14 +180,16 @@ TEST(RegistryStatic, IsReadyBeforeMain) {
 
 }  // namespace
 
-int __wrap_pthread_condattr_setclock(pthread_condattr_t* attribute, clockid_t clock) {
+int __wrap_pthread_condattr_setclock(pthread_condattr_t* attribute, clockid_t clock) noexcept {
     return isFailing ? EINVAL : __real_pthread_condattr_setclock(attribute, clock);
 }
 
-int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attribute) {
+int __wrap_pthread_cond_init(pthread_cond_t* condition,
+                             const pthread_condattr_t* attribute) noexcept {
     return isFailing ? EAGAIN : __real_pthread_cond_init(condition, attribute);
 }
 
-int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attribute) {
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex,
+                              const pthread_mutexattr_t* attribute) noexcept {
     return isFailing ? ENOMEM : __real_pthread_mutex_init(mutex, attribute);
 }
