@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -20,9 +21,17 @@ protected:
         Debug.SetTarget(kTargetLogFile);
         Debug.PrintAlways("begin");
     }
-    static std::vector<std::string> TextsSinceStart() {
-        std::vector<std::string> texts = Texts(kLogFile);
-        texts.erase(texts.begin(), std::find(texts.rbegin(), texts.rend(), "begin").base());
-        return texts;
+    // The texts since then, a line each, without those that match; "@" stands for every address
+    // and thread.
+    static std::string Traced(const std::string& without = "^$") {
+        const std::vector<std::string> texts = Texts(kLogFile);
+        std::string traced;
+        for (auto text = std::find(texts.rbegin(), texts.rend(), "begin").base();
+             text != texts.end(); ++text) {
+            if (!std::regex_search(*text, std::regex(without))) {
+                traced += std::regex_replace(*text, std::regex("0x(?!0+\\b)\\w{5,}"), "@") + "\n";
+            }
+        }
+        return traced;
     }
 };

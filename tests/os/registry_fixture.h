@@ -3,7 +3,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "os/registry.h"
 #include "tests/os/global_trace.h"
@@ -42,15 +41,5 @@ protected:
         return "[HKEY_CLASSES_ROOT]\n\n[HKEY_CURRENT_CONFIG]\n\n[HKEY_CURRENT_USER]\n\n"
                "[HKEY_LOCAL_MACHINE]\n" +
                std::string(content) + "\n[HKEY_USERS]\n\n\n";
-    }
-    // What was traced since StartGlobal, without the lines that hold one of the texts.
-    static std::vector<std::string> TextsWithout(const std::vector<std::string>& others) {
-        std::vector<std::string> texts = TextsSinceStart();
-        for (const std::string& other : others) {
-            std::erase_if(texts, [&](const std::string& text) {
-                return text.find(other) != std::string::npos;
-            });
-        }
-        return texts;
     }
 };

@@ -285,18 +285,24 @@ TEST_F(RegistryHandle, TracesEveryOperation) {
         key.SetValue("v", 7U);
         key.SetValue("v", 8U);
         CRegistry(machine).DeleteKey("A");
-        EXPECT_EQ(
-            TextsWithout({"InitClass", "SetupTree", "SaveTree"}),
-            (std::vector<std::string>{
-                "CRegistry::Open \"A/B\", hKey = " + number, "CRegistry::OpenPointer \"none\"",
-                "CRegistry::Open \"none\", hKey = 0", "CRegistry::CreateKey \"<null>\"",
-                "CRegistry::CreateKey \"A/B\"", "CRegistry::SetValue \"v\" 1 9",
-                "CRegistry::DeleteValue \"v\"", "CRegistry::SetValue \"v\" 4 1",
-                "CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer",
-                "CRegistry::DeleteValue \"v\"", "CRegistry::SetValue \"v\" 4 4",
-                "CRegistry::SetValue \"v\" 4 4", "CRegistry::SetValue oEntry = 0x7",
-                "CRegistry::DeleteKey \"A\"", "CRegistryNode::deleteNode \"B\"",
-                "CRegistryNode::deleteNode \"C\""}));
+        EXPECT_EQ(Traced("InitClass|SetupTree|SaveTree"),
+                  "CRegistry::Open \"A/B\", hKey = " + number + R"(
+CRegistry::OpenPointer "none"
+CRegistry::Open "none", hKey = 0
+CRegistry::CreateKey "<null>"
+CRegistry::CreateKey "A/B"
+CRegistry::SetValue "v" 1 9
+CRegistry::DeleteValue "v"
+CRegistry::SetValue "v" 4 1
+CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer
+CRegistry::DeleteValue "v"
+CRegistry::SetValue "v" 4 4
+CRegistry::SetValue "v" 4 4
+CRegistry::SetValue oEntry = 0x7
+CRegistry::DeleteKey "A"
+CRegistryNode::deleteNode "B"
+CRegistryNode::deleteNode "C"
+)");
     });
 }
 
