@@ -26,9 +26,8 @@ std::vector<std::string_view> Lines(std::string_view file) {
     return lines;
 }
 
-// Everything that a reader sees in a file, in order.
-std::vector<std::string> Events(std::string_view file) {
-    std::vector<std::string> events;
+// Everything that a reader sees in a file, in order; added to `events`.
+std::vector<std::string> Events(std::string_view file, std::vector<std::string> events = {}) {
     for (const std::string_view line : Lines(file)) {
         const ini::Event event = ini::ReadLine(line);
         if (event.What == ini::Event::Kind::kHeader) {
@@ -129,12 +128,8 @@ void CheckEdit(std::string_view file, const ini::Change& change, bool isPlain) {
                    : std::string(edit.BlankFirst ? "\n" : "") + ini::SettingText(change);
     const std::string after = std::string(before) + inserted + std::string(behind);
 
-    std::vector<std::string> wanted = Events(before);
-    for (const std::string_view part : {std::string_view(inserted), behind}) {
-        const std::vector<std::string> events = Events(part);
-        wanted.insert(wanted.end(), events.begin(), events.end());
-    }
-    fuzz::Require(Events(after) == wanted, "the rest of the file reads as before");
+    fuzz::Require(Events(after) == Events(behind, Events(inserted, Events(before))),
+                  "the rest of the file reads as before");
     if (isPlain) {
         CheckRemoved(file.substr(writeAt, tailFrom - writeAt), change);
     }
@@ -155,12 +150,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view value = fuzz::TakeLine(file);
     const ini::Change set{.Section = section, .Key = key, .Value = value};
     const bool isPlain = IsWritable(set) && IsPlain(file);
+    ini::Change change{.Section = section, .Key = {}, .Value = {}};
     if (what == "set") {
-        CheckEdit(file, set, isPlain);
+        change = set;
     } else if (what == "key") {
-        CheckEdit(file, {.Section = section, .Key = key, .Value = {}}, isPlain);
-    } else {
-        CheckEdit(file, {.Section = section, .Key = {}, .Value = {}}, isPlain);
+        change.Key = key;
     }
+    CheckEdit(file, change, isPlain);
     return 0;
 }

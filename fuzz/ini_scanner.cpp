@@ -56,36 +56,23 @@ std::vector<Section> Parse(std::string_view file) {
     return sections;
 }
 
-const Section* Find(const std::vector<Section>& sections, const std::string& name) {
-    const auto found = std::find_if(sections.begin(), sections.end(), [&](const Section& section) {
-        return section.Header.starts_with("[" + name + "]");
-    });
-    return found != sections.end() ? &*found : nullptr;
+// The first section of that name, or one without settings.
+Section Find(const std::vector<Section>& sections, const std::string& name) {
+    for (const Section& section : sections) {
+        if (section.Header.starts_with("[" + name + "]")) {
+            return section;
+        }
+    }
+    return {};
 }
 
-std::optional<std::string> FindValue(const Section* section, const std::string& key) {
-    if (section != nullptr) {
-        for (const Setting& setting : section->Settings) {
-            if (setting.Key == key && setting.Value.empty()) {
-                return std::nullopt;
-            }
-            if (setting.Key == key) {
-                return setting.Value;
-            }
+std::optional<std::string> FindValue(const Section& section, const std::string& key) {
+    for (const Setting& setting : section.Settings) {
+        if (setting.Key == key) {
+            return setting.Value.empty() ? std::nullopt : std::optional(setting.Value);
         }
     }
     return std::nullopt;
-}
-
-// The names of a list as a buffer of any size would hold them, without the last terminator.
-std::string Join(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) {
-        if (!name.empty()) {
-            list += name + '\0';
-        }
-    }
-    return list;
 }
 
 struct Result {
@@ -108,6 +95,7 @@ Result Ask(std::string_view file, const char* section, const char* key, std::siz
     return result;
 }
 
+// `list`: the names as a buffer of any size would hold them, without the last terminator.
 void CheckList(const Result& result, const std::string& list, std::size_t size) {
     fuzz::Require(result.Length.has_value(), "a list is always an answer");
     const std::size_t length = *result.Length;
@@ -145,7 +133,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     CheckLines(file);
 
     const std::vector<Section> sections = Parse(file);
-    const Section* const wanted = Find(sections, section);
+    const Section wanted = Find(sections, section);
     const auto value = FindValue(wanted, key);
     const Result read = Ask(file, section.c_str(), key.c_str(), bufferSize);
     fuzz::Require(read.Length.has_value() == value.has_value(),
@@ -154,18 +142,19 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         fuzz::Require(read.Buffer.get() == value->substr(0, bufferSize - 1), "the value is right");
         fuzz::Require(*read.Length == std::min(value->size(), bufferSize - 1), "so is its length");
     }
-    std::vector<std::string> names;
+    std::string sectionNames;
+    std::string keyNames;
+    const auto append = [](std::string& list, const std::string& name) {
+        list += name.empty() ? "" : name + '\0';
+    };
     for (const Section& each : sections) {
         const std::size_t close = each.Header.find(']');
-        names.push_back(close != std::string::npos ? each.Header.substr(1, close - 1) : "");
+        append(sectionNames, close != std::string::npos ? each.Header.substr(1, close - 1) : "");
     }
-    CheckList(Ask(file, nullptr, nullptr, bufferSize), Join(names), bufferSize);
-    names.clear();
-    if (wanted != nullptr) {
-        for (const Setting& setting : wanted->Settings) {
-            names.push_back(setting.Key);
-        }
+    for (const Setting& setting : wanted.Settings) {
+        append(keyNames, setting.Key);
     }
-    CheckList(Ask(file, section.c_str(), nullptr, bufferSize), Join(names), bufferSize);
+    CheckList(Ask(file, nullptr, nullptr, bufferSize), sectionNames, bufferSize);
+    CheckList(Ask(file, section.c_str(), nullptr, bufferSize), keyNames, bufferSize);
     return 0;
 }

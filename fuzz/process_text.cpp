@@ -1,8 +1,8 @@
 // What the kernel writes about processes: names, status figures, numbers of directories.
 //
 // Input: a key of the status file on a line, then the file.
-#include <algorithm>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 #include "fuzz/input.h"
@@ -13,13 +13,11 @@ namespace {
 
 // The line that begins with the key, without its newline; found the slow way.
 bool FindLine(std::string_view status, std::string_view key, std::string& line) {
-    for (std::size_t begin = 0; begin <= status.size();) {
-        const std::size_t end = std::min(status.find('\n', begin), status.size());
-        line = std::string(status.substr(begin, end - begin));
-        if (line.compare(0, key.size(), key) == 0) {
+    std::istringstream lines{std::string(status)};
+    while (std::getline(lines, line)) {
+        if (line.starts_with(key)) {
             return true;
         }
-        begin = end + 1;
     }
     return false;
 }

@@ -1,6 +1,7 @@
 // The life of modules under the switch, and of those that misbehave. The test program ends with
 // threads of given-up modules in place: that it exits with 0, under the leak checker too, is part
 // of what is tested.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,30 +21,21 @@ std::string InOrder(std::string life) {
                                       : life.replace(place, swapped.size(), "stop; ran, stopped");
 }
 
-struct Fault {
-    const char* Module;
-    const char* Error;       // a part of the entry that names the module and what it did
-    bool IsUnloaded = true;  // what UnloadModules returns
-};
-
 }  // namespace
 
 class ModuleLife : public CSwitchTest {
 protected:
-    void ExpectGoodOnesUntouched() {
+    // Lives through it beside two good modules, which must not notice. `error`: a part of the one
+    // entry that names the module and what it did. `isUnloaded`: what UnloadModules returns.
+    void LiveThroughWith(const char* module, const char* error, bool isUnloaded) {
+        SCOPED_TRACE(module);
+        InstallBesideGoodOnes(module);
+        EXPECT_EQ(LiveThrough({"alpha", "beta"}), isUnloaded);
+        const auto entries = TextsWith(error);
+        ASSERT_EQ(entries.size(), 1U) << error;
+        EXPECT_NE(entries[0].find(module), std::string::npos) << entries[0];
         EXPECT_EQ(InOrder(Life("alpha")), kGoodLife);
         EXPECT_EQ(InOrder(Life("beta")), kGoodLife);
-    }
-    void LiveThroughWith(const Fault& fault) {
-        SCOPED_TRACE(fault.Module);
-        InstallBesideGoodOnes(fault.Module);
-        EXPECT_EQ(LiveThrough({"alpha", "beta"}), fault.IsUnloaded);
-        const auto entries = TextsWith(fault.Error);
-        EXPECT_EQ(entries.size(), 1U) << fault.Error;
-        for (const std::string& entry : entries) {
-            EXPECT_NE(entry.find(fault.Module), std::string::npos) << entry;
-        }
-        ExpectGoodOnesUntouched();
         TearDown();
         SetUp();
     }
@@ -76,30 +68,30 @@ TEST_F(ModuleLife, FollowsTheOrderOfFileNamesAndUnloadsBackwards) {
     Install("unwilling", ".hidden.so");
     Install("unwilling", "notes.so.old");
     LiveThrough();
-    const std::vector<std::string> created = TextsWith(": created");
-    EXPECT_EQ(created, (std::vector<std::string>{"beta: created", "alpha: created"}));
-    const std::vector<std::string> destroyed = TextsWith(": destroyed");
-    EXPECT_EQ(destroyed, (std::vector<std::string>{"alpha: destroyed", "beta: destroyed"}));
+    EXPECT_EQ(TextsWith(": created"),
+              (std::vector<std::string>{"beta: created", "alpha: created"}));
+    EXPECT_EQ(TextsWith(": destroyed"),
+              (std::vector<std::string>{"alpha: destroyed", "beta: destroyed"}));
 }
 
 TEST_F(ModuleLife, KeepsWhatAModuleDoesWrongFromTheOthers) {
-    for (const Fault& fault : std::vector<Fault>{
-             {"throws_in_create", "exception in create: thrown on purpose"},
-             {"throws_in_init", "exception in Init: thrown on purpose"},
-             {"throws_in_run", "exception in Run: thrown on purpose"},
-             {"throws_a_number", "throws_a_number: exception in Run"},
-             {"throws_in_notice", "exception in OnNotice: thrown on purpose"},
-             {"throws_in_stop", "exception in Stop: thrown on purpose"},
-             {"throws_in_destroy", "given up in destroy", false},
-             {"ends_its_thread", "Run ended its thread"},
-             {"unwilling", "did not initialise"},
-             {"nameless", "no proper name"},
-             {"objectless", "no object"},
-             {"of_another_abi", "built for module ABI 99"},
-             {"without_destroy", "does not export morla_module_destroy"},
-             {"unresolved", "undefined symbol"},
-         }) {
-        LiveThroughWith(fault);
+    const std::pair<const char*, const char*> faults[] = {
+        {"throws_in_create", "exception in create: thrown on purpose"},
+        {"throws_in_init", "exception in Init: thrown on purpose"},
+        {"throws_in_run", "exception in Run: thrown on purpose"},
+        {"throws_a_number", "throws_a_number: exception in Run"},
+        {"throws_in_notice", "exception in OnNotice: thrown on purpose"},
+        {"throws_in_stop", "exception in Stop: thrown on purpose"},
+        {"ends_its_thread", "Run ended its thread"},
+        {"unwilling", "did not initialise"},
+        {"nameless", "no proper name"},
+        {"objectless", "no object"},
+        {"of_another_abi", "built for module ABI 99"},
+        {"without_destroy", "does not export morla_module_destroy"},
+        {"unresolved", "undefined symbol"},
+    };
+    for (const auto& [module, error] : faults) {
+        LiveThroughWith(module, error, true);
     }
 }
 
@@ -117,16 +109,15 @@ TEST_F(ModuleLife, CallsAModuleWhoseRunFailedNoMoreButToDestroyIt) {
 }
 
 TEST_F(ModuleLife, GivesUpAModuleThatHangsAndLeavesItLoaded) {
-    for (const Fault& fault : std::vector<Fault>{
-             {"hangs_in_create", "given up in create", false},
-             {"hangs_in_init", "given up in Init", false},
-             {"hangs_in_run", "given up in Run", false},
-             {"hangs_in_notice", "given up in OnNotice", false},
-             {"hangs_in_stop", "given up in Stop", false},
-             {"hangs_in_destroy", "given up in destroy", false},
-         }) {
+    const std::pair<const char*, const char*> faults[] = {
+        {"hangs_in_create", "given up in create"},    {"hangs_in_init", "given up in Init"},
+        {"hangs_in_run", "given up in Run"},          {"hangs_in_notice", "given up in OnNotice"},
+        {"hangs_in_stop", "given up in Stop"},        {"hangs_in_destroy", "given up in destroy"},
+        {"throws_in_destroy", "given up in destroy"},
+    };
+    for (const auto& [module, error] : faults) {
         Configure("InitTimeoutMs=1000\nStopTimeoutMs=1000\n");
-        LiveThroughWith(fault);
+        LiveThroughWith(module, error, false);
     }
 }
 
@@ -140,21 +131,16 @@ TEST_F(ModuleLife, LetsAGivenUpModuleReturnAfterTheSwitchIsClosed) {
     AwaitText("hangs_in_run: ran");
 }
 
-TEST_F(ModuleLife, LoadsAModuleNameOnce) {
+TEST_F(ModuleLife, IsRepeatedOnTheSameSwitchOncePerName) {
     Install("alpha", "1.so");
     Install("alpha", "2.so");
-    EXPECT_TRUE(LiveThrough({"alpha"}));
-    EXPECT_EQ(TextsWith("2.so refused: another one has the name alpha").size(), 1U);
-    EXPECT_EQ(TextsWith("alpha: runs").size(), 1U);
-}
-
-TEST_F(ModuleLife, IsRepeatedOnTheSameSwitch) {
-    Install("alpha");
     ASSERT_TRUE(Load());
     EXPECT_FALSE(Load());  // loaded already
+    EXPECT_EQ(TextsWith("2.so refused: another one has the name alpha").size(), 1U);
     EXPECT_TRUE(m_Switch->UnloadModules(0));
-    EXPECT_TRUE(LiveThrough());
-    EXPECT_EQ(TextsWith("alpha: destroyed").size(), 2U);
+    EXPECT_TRUE(LiveThrough({"alpha"}));
+    EXPECT_EQ(TextsWith("alpha: runs").size(), 1U);
+    EXPECT_EQ(TextsWith("alpha: destroyed").size(), 4U) << "the refused ones, too";
 }
 
 TEST_F(ModuleLife, IsEndedByTheReleaseOfASwitchThatStillRuns) {
@@ -164,4 +150,25 @@ TEST_F(ModuleLife, IsEndedByTheReleaseOfASwitchThatStillRuns) {
     m_Library.Release();
     m_Switch = nullptr;
     EXPECT_EQ(TextsWith("alpha: destroyed").size(), 1U);
+}
+
+TEST_F(ModuleLife, OfTheExampleModuleIsTraced) {
+    const std::string path = std::string(kDirectory) + "/heartbeat.so";
+    std::filesystem::copy_file(MORLA_HEARTBEAT, path);
+    std::filesystem::permissions(path, std::filesystem::perms(0755));
+    Configure("[heartbeat]\nIntervalSeconds=3600\n");
+    ASSERT_TRUE(Load(0, RUN_MODE_AGENTLESS));
+    m_Switch->StartAllModules();
+    AwaitText("beat 1, load ");
+    std::int32_t runLevel = 0;
+    Notify(kNotifyStop);
+    Notify(kNotifyOsShutdown, &runLevel);
+    m_Switch->StopAllModules();
+    EXPECT_TRUE(m_Switch->UnloadModules(0));
+    for (const char* step : {"created", "run mode 5, force rescan 0, every 3600 s",
+                             "the daemon is going to stop", "the system is going down, run level 0",
+                             "asked to stop", "ended after 1 beats", "destroyed"}) {
+        EXPECT_EQ(TextsWith("HEARTBEAT           : " + std::string(step)).size(), 1U) << step;
+    }
+    EXPECT_TRUE(TextsWith("load unknown").empty() && TextsWith(" 0 KiB available").empty());
 }

@@ -11,43 +11,38 @@ namespace {
 
 const char* lastCall = "";
 
+bool Note(const char* operation) {
+    lastCall = operation;
+    return true;
+}
+
 class Switch : public SwitchInterface {
 public:
     bool LoadModules(const _ExtensionModuleLoaderConfig& config) override {
-        lastCall = config.Flags == 1 && config.RunMode == 5 ? "LoadModules" : "wrong config";
-        return true;
+        return Note(config.Flags == 1 && config.RunMode == 5 ? "LoadModules" : "wrong config");
     }
     bool UnloadModules(std::uint32_t reserved) override {
-        lastCall = reserved == 0 ? "UnloadModules" : "wrong argument";
-        return true;
+        return Note(reserved == 0 ? "UnloadModules" : "wrong argument");
     }
-    void StartAllModules() override { lastCall = "StartAllModules"; }
-    void StopAllModules() override { lastCall = "StopAllModules"; }
-    void Reserved6() override { lastCall = "Reserved6"; }
-    void Reserved15() override { lastCall = "Reserved15"; }
+    void StartAllModules() override { Note("StartAllModules"); }
+    void StopAllModules() override { Note("StopAllModules"); }
+    void Reserved6() override { Note("Reserved6"); }
+    void Reserved15() override { Note("Reserved15"); }
     void Notify(std::uint32_t notice, void* data, int reserved) override {
-        lastCall =
-            notice == kNotifyOsShutdown && *static_cast<std::int32_t*>(data) == 6 && reserved == 0
-                ? "Notify"
-                : "wrong notice";
+        const bool isRight = notice == kNotifyOsShutdown && reserved == 0;
+        Note(isRight && *static_cast<std::int32_t*>(data) == 6 ? "Notify" : "wrong notice");
     }
 };
 
 class Trace : public CDebugTraceConfig {
 public:
-    bool IsMaster() override {
-        lastCall = "IsMaster";
-        return true;
-    }
-    bool Init(const char*) override {
-        lastCall = "Init";
-        return true;
-    }
-    void Print(unsigned int, const char*, ...) override { lastCall = "Print"; }
-    void PrintAlways(const char*, ...) override { lastCall = "PrintAlways"; }
-    void PrintAlways(unsigned int, const char*, ...) override { lastCall = "PrintAlways level"; }
-    void PrintAlwaysV(const char*, va_list, const char*) override { lastCall = "PrintAlwaysV"; }
-    void ClientPrintV(const char*, va_list, const char*) override { lastCall = "ClientPrintV"; }
+    bool IsMaster() override { return Note("IsMaster"); }
+    bool Init(const char*) override { return Note("Init"); }
+    void Print(unsigned int, const char*, ...) override { Note("Print"); }
+    void PrintAlways(const char*, ...) override { Note("PrintAlways"); }
+    void PrintAlways(unsigned int, const char*, ...) override { Note("PrintAlways level"); }
+    void PrintAlwaysV(const char*, va_list, const char*) override { Note("PrintAlwaysV"); }
+    void ClientPrintV(const char*, va_list, const char*) override { Note("ClientPrintV"); }
 };
 
 }  // namespace

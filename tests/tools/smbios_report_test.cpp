@@ -34,28 +34,23 @@ TEST(SmbiosReport, HasTheDocumentedLayout) {
     EXPECT_TRUE(connection.Describe(9)["structures"].empty());
 }
 
-TEST(SmbiosReport, IsValidJsonForAnyBytes) {
+TEST(SmbiosReport, IsValidJsonForAnyBytesAndATableThatBreaksOff) {
     std::string all;
     for (int byte = 1; byte < 256; ++byte) {
         all += static_cast<char>(byte);
     }
-    const Connection connection(Structure(200, 4, 1, {all, "\xC3", "%n\"\\\x1b[2J"}));
-    const Json structure = connection.Describe()["structures"][0];
+    const Connection connection(Structure(200, 4, 1, {all, "\xC3", "%n\"\\\x1b[2J"}) +
+                                "\x02\x05\x07");
+    const Json json = connection.Describe();
+    EXPECT_FALSE(json["complete"]);
+    EXPECT_NE(json["error"].get<std::string>().find("FATAL"), std::string::npos);
+    ASSERT_EQ(json["structures"].size(), 1U) << "the head of the second one is cut off";
+    const Json structure = json["structures"][0];
     EXPECT_EQ(structure["name"], "OEM-specific");
     EXPECT_EQ(structure["strings"][1], "\xEF\xBF\xBD");
     EXPECT_EQ(structure["strings"][2], "%n\"\\\x1b[2J");
     EXPECT_EQ(structure["strings_hex"][1], "c3");  // nothing is lost
-    EXPECT_EQ(structure["strings_hex"].size(), 3U);
     EXPECT_EQ(tools::ListSmbios(connection.Smbios, {}).at(2), "    1: " + all);
-}
-
-TEST(SmbiosReport, ShowsWhatThereIsOfATableThatBreaksOff) {
-    const Connection connection(Structure(1) + "\x02\x05\x07");
-    const Json json = connection.Describe();
-    EXPECT_FALSE(json["complete"]);
-    EXPECT_NE(json["error"].get<std::string>().find("FATAL"), std::string::npos);
-    EXPECT_EQ(json["structures"].size(), 1U);  // the head of the second one is cut off
-    EXPECT_EQ(tools::ListSmbios(connection.Smbios, {}).size(), 2U);
 }
 
 }  // namespace
