@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "base/paths.h"
-#include "tests/hardware/bus_tables_caller.h"
 #include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
+
+extern "C" {
+int CheckBusTables();
+int CheckMissingSources();
+}
 
 namespace {
 
