@@ -2,7 +2,7 @@
 #pragma once
 
 #include <filesystem>
-#include <initializer_list>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -11,34 +11,33 @@
 
 namespace drive_tree {
 
-using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
-
 inline void Link(const std::string& link, const std::string& target) {
     MakeDirectories(std::filesystem::path(link).parent_path());
     std::filesystem::create_symlink(target, link);
 }
 
-inline void Write(const std::string& folder, const Attributes& attributes) {
-    MakeDirectories(folder);
-    for (const auto& [name, text] : attributes) {
-        WriteFile(folder + '/' + name, text);
+// A device of a bus, as "subsystem" tells. Attributes are "name=text", separated by blanks.
+inline void Device(const std::string& folder, const std::string& bus, std::string attributes) {
+    std::istringstream words(std::move(attributes));
+    for (std::string word; words >> word;) {
+        const std::size_t equals = word.find('=');
+        WriteFile(folder + '/' + word.substr(0, equals), word.substr(equals + 1) + "\n");
     }
-}
-
-// A device of a bus, as "subsystem" tells.
-inline void Device(const std::string& folder, const std::string& bus,
-                   const Attributes& attributes) {
-    Write(folder, attributes);
     Link(folder + "/subsystem", "/sys/bus/" + bus);
 }
 
-// The block device in `folder`, whose last component is its name; with links to it.
-inline void Block(const std::string& folder, const Attributes& attributes) {
+// The block device in `folder`, whose last component is its name, with links to it; `device` is the
+// hardware behind it.
+inline void Block(const std::string& folder, const std::string& attributes,
+                  const std::string& device = "") {
     const std::string name = folder.substr(folder.rfind('/') + 1);
-    Write(folder, attributes);
+    Device(folder, "block", attributes);
     Link(std::string(paths::kSysClassBlock) + '/' + name, folder);
     if (!Exists(folder + "/partition")) {
         Link(std::string(paths::kSysBlock) + '/' + name, folder);
+    }
+    if (!device.empty()) {
+        Link(folder + "/device", device);
     }
 }
 
