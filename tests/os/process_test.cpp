@@ -302,7 +302,7 @@ TEST_F(Process, GoesOnWaitingWhenASignalInterrupts) {
     // The program sends a signal whenever this process sleeps, which it does in the wait alone.
     const std::string script = Script(
         "for round in 1 2 3; do\n"
-        "  until grep -q '^State:.S' /proc/$PPID/status; do :; done\n"
+        "  until grep -q '^State:.S' /proc/$PPID/status; do [ -e /proc/$PPID ] || exit; done\n"
         "  kill -USR1 $PPID\ndone\nexit 5");
     struct sigaction action {};
     struct sigaction before {};
