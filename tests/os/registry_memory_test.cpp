@@ -10,7 +10,7 @@ long allocationsLeft = -1;  // until one fails; -1: none does
 
 }  // namespace
 
-// The other forms call these.
+// Every form, since a sanitizer's own do not call each other.
 void* operator new(std::size_t size) {
     void* memory = allocationsLeft == 0 ? nullptr : std::malloc(size);
     if (allocationsLeft >= 0) {
@@ -21,10 +21,19 @@ void* operator new(std::size_t size) {
     }
     return memory;
 }
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
