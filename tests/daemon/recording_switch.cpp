@@ -22,22 +22,20 @@
 #include <sstream>
 #include <string>
 
+#include "base/file_ptr.h"
 #include "morla/switch.h"
 
 namespace {
 
+// Not by a stream, whose templates would keep the library from being unloaded.
 void Record(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void Record(const char* format, ...) {
-    std::FILE* const file = std::fopen(kSwitchCallsFile, "ae");
-    if (file == nullptr) {
-        return;
-    }
+    const CFilePtr file(std::fopen(kSwitchCallsFile, "ae"));
     va_list args;
     va_start(args, format);
-    (void)std::vfprintf(file, format, args);
+    (void)std::vfprintf(file.get(), format, args);
     va_end(args);
-    (void)std::fputc('\n', file);
-    (void)std::fclose(file);
+    (void)std::fputc('\n', file.get());
 }
 
 bool Is(const char* misbehaviour) {
@@ -52,10 +50,7 @@ void LoadAndCall(const std::string& path) {
         Record("dlopen: %s", dlerror());
         return;
     }
-    const auto call = reinterpret_cast<void (*)()>(dlsym(library, "CallTrace"));
-    if (call != nullptr) {
-        call();
-    }
+    reinterpret_cast<void (*)()>(dlsym(library, "CallTrace"))();
     dlclose(library);
 }
 

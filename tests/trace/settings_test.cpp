@@ -32,6 +32,12 @@ protected:
         CDebugTest::SetUp();
         fakeTime = 0;
     }
+    static void ExpectTexts(const std::string& file, std::initializer_list<const char*> texts) {
+        const std::string text = ReadFile(file);
+        for (const char* part : texts) {
+            EXPECT_NE(text.find(part), std::string::npos) << part;
+        }
+    }
 };
 
 TEST_F(Settings, DirectoryWithoutIniFilesLeavesEvenTheEnvironmentUnread) {
@@ -57,16 +63,13 @@ TEST_F(Settings, MissingDirectoryLetsTheEnvironmentApply) {
     SetVariable("HX_LOG_FILE_MAX_SIZE", "77777");
     CDebug& debug = Start();
     EXPECT_TRUE(debug.IsTracingActive());
-    const std::string ring = ReadFile(kInitRing);
-    for (const char* line :
-         {" KB !zentd         Trace Level                : 10\n",  // the memory column is on
-          "Ring Buffer Factor         : 2\n", "Ring Buffer Weight         : 1\n",
-          "Ring Buffer Size           : 8388608\n",
-          "Ring Buffer Directory      : /var/log/quorvat\n", "HX_LOG_FILE_DIR=/tmp\n",
-          "HX_LOG_RINGBUF_WEIGHT_ZENTD=1\n"}) {
-        EXPECT_NE(ring.find(line), std::string::npos) << line;
-    }
-    EXPECT_NE(ReadFile(kLogFile).find("LogFile Max Size           : 77777\n"), std::string::npos);
+    ExpectTexts(kInitRing,
+                {" KB !zentd         Trace Level                : 10\n",  // the memory column is on
+                 "Ring Buffer Factor         : 2\n", "Ring Buffer Weight         : 1\n",
+                 "Ring Buffer Size           : 8388608\n",
+                 "Ring Buffer Directory      : /var/log/quorvat\n", "HX_LOG_FILE_DIR=/tmp\n",
+                 "HX_LOG_RINGBUF_WEIGHT_ZENTD=1\n"});
+    ExpectTexts(kLogFile, {"LogFile Max Size           : 77777\n"});
 }
 
 TEST_F(Settings, FileGivesThemAndTheFirstFileWithTheSectionCounts) {
@@ -79,35 +82,25 @@ TEST_F(Settings, FileGivesThemAndTheFirstFileWithTheSectionCounts) {
     Configure("[zentd]\nFileDebugLevel=5\n", "z.ini");
     MakeDirectories("/var/log/quorvat/x");
     Start();
-    auto lines = Texts("/var/log/quorvat/x/log.zentd");
-    EXPECT_EQ(lines.back(), "# End of header.");
-    for (const char* line : {
-             "HX_NICKNAME=NotSet",
-             "AgentPermission=NotSet",
-             "HX_LOG_RINGBUF_WEIGHT_ZENTD=NotSet",
-             "DynamicUpdate              : 30",
-             "DebugLevel                 : 3",
-             "RingBufferSizeFactor       : 1",
-             "RingBufferDirectory        : /var/log/quorvat/x",
-             "No Header to LogFile       : 0",
-             "Trace Target               : 2",
-             "Trace Level Saved          : 3",
-             "Application Init Done      : 0",
-             "LogFile Path               : /var/log/quorvat/x/log.zentd",
-             "LogFile Max Size           : 51200",
-             "Ring Buffer Size           : 4194304",
-             "Ring Buffer Path           : /var/log/quorvat/x/log.zentd_a",
-         }) {
-        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
-    }
+    const std::string log = "/var/log/quorvat/x/log.zentd";
+    EXPECT_EQ(Texts(log).back(), "# End of header.");
+    ExpectTexts(
+        log,
+        {"HX_NICKNAME=NotSet\n", "AgentPermission=NotSet\n", "HX_LOG_RINGBUF_WEIGHT_ZENTD=NotSet\n",
+         "DynamicUpdate              : 30\n", "DebugLevel                 : 3\n",
+         "RingBufferSizeFactor       : 1\n", "RingBufferDirectory        : /var/log/quorvat/x\n",
+         "No Header to LogFile       : 0\n", "Trace Target               : 2\n",
+         "Trace Level Saved          : 3\n", "Application Init Done      : 0\n",
+         "LogFile Path               : /var/log/quorvat/x/log.zentd\n",
+         "LogFile Max Size           : 51200\n", "Ring Buffer Size           : 4194304\n",
+         "Ring Buffer Path           : /var/log/quorvat/x/log.zentd_a\n"});
 }
 
 TEST_F(Settings, UnsetOnesReadMinusOneAndMeanNoRing) {
     Configure("[zentd]\nFileDebugLevel=3\nNoHeaderToStderr=0\nMemoryTracesFlag=0\n");
     CDebug& debug = Start();
-    const std::string log = ReadFile(kLogFile);
-    EXPECT_NE(log.find("RingBufferSizeFactor       : -1\n"), std::string::npos);
-    EXPECT_NE(log.find("Trace Level                : 0\n"), std::string::npos);
+    ExpectTexts(kLogFile,
+                {"RingBufferSizeFactor       : -1\n", "Trace Level                : 0\n"});
     EXPECT_FALSE(debug.IsLevelActive(1));
     EXPECT_TRUE(debug.IsTracingActive()) << "the level was not zero at the start";
     EXPECT_FALSE(Exists(kInitRing));
@@ -179,9 +172,8 @@ TEST_F(DynamicUpdate, TakesEffectWithTheFirstPrintAfterThePeriod) {
     EXPECT_FALSE(debug.IsLevelActive(4));
     fakeTime += 1;
     debug.Print(4, "in time");
-    const std::string ring = ReadFile(kInitRing);
-    EXPECT_EQ(ring.find("too early"), std::string::npos);
-    EXPECT_NE(ring.find(" KB !zentd         in time\n"), std::string::npos);
+    EXPECT_EQ(ReadFile(kInitRing).find("too early"), std::string::npos);
+    ExpectTexts(kInitRing, {" KB !zentd         in time\n"});
     debug.ForceMaxDebug(false);
     debug.ForceMaxDebug(true);
     EXPECT_TRUE(debug.IsLevelActive(4)) << "the saved level too";

@@ -1,25 +1,24 @@
 // private_root runs a command in a root of its own, where it may write to the real absolute
-// paths: see usage() below, root_tree.h for what the command finds, tests/README.md for use.
+// paths: see kUsage below, root_tree.h for what the command finds, tests/README.md for use.
 //
 // Three processes: the caller's child, which waits; the first process of a PID namespace, which
 // builds the tree, waits and buries orphans; the command. When any of the first two goes, the
 // kernel ends everything in the namespace, so that nothing outlives a test.
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
+#include <sched.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 
 #include "base/error_text.h"
 #include "base/unique_fd.h"
-#include "tests/support/private_root/namespaces.h"
-#include "tests/support/private_root/options.h"
 #include "tests/support/private_root/refusal.h"
 #include "tests/support/private_root/root_tree.h"
-#include "tests/support/private_root/supervision.h"
 
 namespace {
 
@@ -31,12 +30,85 @@ constexpr char kUsage[] =
     "\n"
     "Exits as COMMAND does (128 and the number of a signal), 77 where namespaces are forbidden.\n";
 
+// The command and its arguments, ended by a null; null when the line is not of the form above.
+char** ParseOptions(char** arguments, TreeOptions& options) {
+    for (; *arguments != nullptr; ++arguments) {
+        const std::string_view argument = *arguments;
+        if (argument == "--") {
+            return arguments[1] != nullptr ? arguments + 1 : nullptr;
+        }
+        const std::size_t path = argument.find("=/") + 1;  // 0 when there is none
+        const std::size_t colon = argument.rfind(':');
+        if (argument.substr(0, path) == "--program=") {
+            options.Programs.emplace_back(argument.substr(path));
+        } else if (argument.substr(0, path) == "--tmpfs=" && colon != std::string_view::npos &&
+                   colon + 1 < argument.size()) {
+            options.Mounts.emplace_back(argument.substr(path, colon - path),
+                                        argument.substr(colon + 1));
+        } else {
+            return nullptr;
+        }
+    }
+    return nullptr;
+}
+
+void WriteMap(const char* path, const std::string& text) {
+    const CUniqueFd fd(open(path, O_WRONLY | O_CLOEXEC));
+    Demand(fd.IsValid() && write(fd.Get(), text.data(), text.size()) >= 0, path);
+}
+
+// Gives this process a mount and an IPC namespace of its own, and a PID namespace to the children
+// that it forks from now on. A caller without the right to do so, also a root whose capabilities
+// were taken away as in most containers, gets a user namespace first, in which it is root.
+void EnterNamespaces() {
+    constexpr int kNamespaces = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC;
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    if (user == "0" && unshare(kNamespaces) == 0) {
+        return;
+    }
+    if (unshare(kNamespaces | CLONE_NEWUSER) != 0) {
+        const int error = errno;
+        Refuse("unshare", error == EINVAL ? ENOSYS : error);  // EINVAL: not in this kernel
+    }
+    WriteMap("/proc/self/setgroups", "deny");  // the kernel's condition for a group map
+    WriteMap("/proc/self/uid_map", "0 " + user + " 1");
+    WriteMap("/proc/self/gid_map", "0 " + group + " 1");
+}
+
+// SIGCHLD and the signals that are handed on.
+sigset_t SupervisedSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&signals, number);
+    }
+    return signals;
+}
+
+// Waits for `child`, burying every other child meanwhile, and sends it each control signal that a
+// process sends to this one. A signal from the terminal is not handed on: the whole foreground
+// group has it already. Returns the exit status, or 128 and the number of the signal.
+int Supervise(pid_t child) {
+    const sigset_t signals = SupervisedSignals();
+    for (;;) {
+        siginfo_t info{};
+        const int number = sigwaitinfo(&signals, &info);
+        int status = 0;
+        for (pid_t dead = 0; (dead = waitpid(-1, &status, WNOHANG)) > 0;) {
+            if (dead == child) {
+                return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+            }
+        }
+        if (number > 0 && number != SIGCHLD && info.si_code != SI_KERNEL) {
+            (void)kill(child, number);
+        }
+    }
+}
+
 pid_t Fork() {
     const pid_t child = fork();
-    if (child < 0) {
-        const int error = errno;
-        Refuse("fork", error);
-    }
+    Demand(child >= 0, "fork");
     return child;
 }
 
@@ -59,22 +131,12 @@ void DieWithParent(int lifeline) {
     }
 }
 
-// The first process of the PID namespace.
-[[noreturn]] void RunInit(const Options& options, const sigset_t& mask, int lifeline) {
-    DieWithParent(lifeline);
-    EnterRootTree(options);
-    const pid_t command = Fork();
-    if (command == 0) {
-        RunCommand(options.Command, mask);
-    }
-    _exit(Supervise(command));
-}
-
 }  // namespace
 
 int main(int, char** argv) {
-    Options options;
-    if (!ParseOptions(argv + 1, options)) {
+    TreeOptions options;
+    char** const commandLine = ParseOptions(argv + 1, options);
+    if (commandLine == nullptr) {
         (void)std::fputs(kUsage, stderr);
         return kExitUsage;
     }
@@ -84,16 +146,17 @@ int main(int, char** argv) {
     EnterNamespaces();
 
     int lifeline[2];
-    if (pipe2(lifeline, O_CLOEXEC) != 0) {
-        const int error = errno;
-        Refuse("pipe", error);
-    }
-    const CUniqueFd readEnd(lifeline[0]);
-    CUniqueFd writeEnd(lifeline[1]);
+    Demand(pipe2(lifeline, O_CLOEXEC) == 0, "pipe");
     const pid_t init = Fork();
-    if (init == 0) {
-        writeEnd.Reset();
-        RunInit(options, mask, readEnd.Get());
+    if (init != 0) {
+        return Supervise(init);
     }
-    return Supervise(init);
+    close(lifeline[1]);
+    DieWithParent(lifeline[0]);
+    EnterRootTree(options);
+    const pid_t command = Fork();
+    if (command == 0) {
+        RunCommand(commandLine, mask);
+    }
+    _exit(Supervise(command));
 }

@@ -16,3 +16,10 @@ void Refuse(std::string_view step, int error) {
                        static_cast<int>(step.size()), step.data(), CErrorText(error).Get());
     _exit(forbidden ? kExitForbidden : kExitBroken);
 }
+
+void Demand(bool isDone, std::string_view step) {
+    if (!isDone) {
+        const int error = errno;
+        Refuse(step, error);
+    }
+}

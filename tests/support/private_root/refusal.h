@@ -13,3 +13,6 @@ inline constexpr int kExitNotFound = 127;
 // Ends the process with one line on standard error: kExitForbidden where `error` says that the
 // machine does not allow this caller to have namespaces, kExitBroken otherwise.
 [[noreturn]] void Refuse(std::string_view step, int error);
+
+// Refuses with errno when a step was not done.
+void Demand(bool isDone, std::string_view step);

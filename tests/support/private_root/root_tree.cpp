@@ -9,13 +9,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <map>
 #include <memory>
 #include <string>
 
 #include "base/unique_fd.h"
 #include "tests/support/private_root/mounts.h"
-#include "tests/support/private_root/programs.h"
 #include "tests/support/private_root/refusal.h"
 #include "tests/support/private_root_marker.h"
 
@@ -24,42 +23,55 @@ namespace {
 // The machine's whole root, while the private one is being built.
 const std::string kMachine = "/.machine";
 
-// A folder that stays reachable at its own path.
-struct SharedTree {
-    std::string Path;
-    std::string RealPath;  // without links, which would be followed inside the private root
-    bool Writable;
+// Where the machine's own program folders hide inside, read-only. The links in /usr/bin point
+// there.
+const std::string kHiddenPrograms = "/.programs";
+
+// A shell and what scripts in tests use. Nothing that the product itself calls (gzip, systemctl,
+// runlevel): each test names those that it wants to exist.
+constexpr const char* kUsualPrograms[] = {
+    "bash", "cat",   "chmod", "cp",   "cut",  "dash",  "date", "dd",   "echo",  "env",
+    "expr", "false", "grep",  "head", "id",   "kill",  "ln",   "ls",   "mkdir", "mkfifo",
+    "mv",   "od",    "ps",    "pwd",  "rm",   "rmdir", "sed",  "seq",  "sh",    "sleep",
+    "sort", "stat",  "tail",  "tee",  "test", "touch", "tr",   "true", "uname", "wc",
 };
 
-SharedTree FindSharedTree(const char* path, bool writable) {
-    const std::unique_ptr<char, decltype(&free)> real(realpath(path, nullptr), &free);
-    if (real == nullptr) {
-        const int error = errno;
-        Refuse(path, error);
+// The file that `path` names in the end, without links, which would be followed inside; empty when
+// there is none.
+std::string RealPath(const std::string& path) {
+    const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
+    return real != nullptr ? real.get() : "";
+}
+
+// Where programs are found inside, and what the links there say: the usual ones, as far as the
+// machine has them, and `wanted`, which it must have.
+std::map<std::string, std::string> ResolvePrograms(const std::vector<std::string>& wanted) {
+    std::map<std::string, std::string> links;
+    for (const char* name : kUsualPrograms) {
+        const std::string path = std::string("/usr/bin/") + name;
+        links[path] = RealPath(path);
     }
-    return {path, real.get(), writable};
+    for (const std::string& path : wanted) {
+        links[path] = RealPath(path);
+        Demand(!links[path].empty(), path);
+    }
+    std::erase_if(links, [](const auto& link) { return link.second.empty(); });
+    for (auto& [path, target] : links) {
+        if (target.starts_with("/usr/bin/") || target.starts_with("/usr/sbin/")) {
+            target = kHiddenPrograms + target.substr(sizeof "/usr" - 1);
+        }
+    }
+    return links;
 }
 
 // Makes an empty tmpfs the root and shows the machine's root, its /tmp included, at kMachine.
 void EnterEmptyRoot() {
     constexpr char kStage[] = "/tmp";  // any folder that every machine has
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        const int error = errno;
-        Refuse("make the mounts private", error);
-    }
+    Demand(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     MountTmpfs(kStage);
     MakeDirectory(kStage + kMachine);
-    if (syscall(SYS_pivot_root, kStage, (kStage + kMachine).c_str()) != 0 || chdir("/") != 0) {
-        const int error = errno;
-        Refuse("pivot_root", error);
-    }
-}
-
-void LeaveMachineRoot() {
-    if (umount2(kMachine.c_str(), MNT_DETACH) != 0 || rmdir(kMachine.c_str()) != 0) {
-        const int error = errno;
-        Refuse("leave the machine's root", error);
-    }
+    Demand(syscall(SYS_pivot_root, kStage, (kStage + kMachine).c_str()) == 0, "pivot_root");
+    Demand(chdir("/") == 0, "chdir");
 }
 
 void ShareReadOnly(const std::string& name, const std::string& path) {
@@ -137,53 +149,44 @@ void AddDevices() {
 
 void AddProc() {
     MakeDirectory("/proc");
-    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
-        const int error = errno;
-        Refuse("mount /proc", error);
-    }
+    Demand(mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) == 0, "/proc");
     // A test that is the machine's root must not change the kernel's settings either.
     Bind("/proc/sys", "/proc/sys");
     MakeReadOnly("/proc/sys");
     MountTmpfs("/proc/bus");
 }
 
-void AddSharedTree(const SharedTree& tree) {
-    MakeDirectories(tree.Path);
-    Bind(kMachine + tree.RealPath, tree.Path);
-    if (!tree.Writable) {
-        MakeReadOnly(tree.Path);
-    }
-}
-
-void AddMount(const TmpfsMount& entry) {
-    MakeDirectories(entry.Path);
-    MountTmpfs(entry.Path, "mode=755,size=" + entry.Size);
+// A folder that stays reachable at its own path.
+void AddSharedTree(const std::string& path, const std::string& realPath) {
+    MakeDirectories(path);
+    Bind(kMachine + realPath, path);
 }
 
 }  // namespace
 
-void EnterRootTree(const Options& options) {
+void EnterRootTree(const TreeOptions& options) {
     // All that is looked up in the machine's root comes before the change.
-    char workingDirectory[PATH_MAX];
-    const bool isKnown = getcwd(workingDirectory, sizeof workingDirectory) != nullptr;
-    const std::vector<ProgramLink> programs = ResolvePrograms(options.Programs);
-    const SharedTree source = FindSharedTree(MORLA_SOURCE_TREE, false);
-    const SharedTree build = FindSharedTree(MORLA_BUILD_TREE, true);
+    const std::string workingDirectory = RealPath(".");
+    const std::map<std::string, std::string> programs = ResolvePrograms(options.Programs);
+    const std::string source = RealPath(MORLA_SOURCE_TREE);
+    const std::string build = RealPath(MORLA_BUILD_TREE);
 
     EnterEmptyRoot();
     AddUsr();
-    LinkPrograms(programs);
+    for (const auto& [path, target] : programs) {
+        MakeLink(target, path);
+    }
     AddStateFolders();
     AddDevices();
     AddProc();
-    AddSharedTree(source);
-    AddSharedTree(build);  // after the source, in which it may lie
-    for (const TmpfsMount& entry : options.Mounts) {
-        AddMount(entry);
+    AddSharedTree(MORLA_SOURCE_TREE, source);
+    MakeReadOnly(MORLA_SOURCE_TREE);
+    AddSharedTree(MORLA_BUILD_TREE, build);  // after the source, in which it may lie
+    for (const auto& [path, size] : options.Mounts) {
+        MakeDirectories(path);
+        MountTmpfs(path, "mode=755,size=" + size);
     }
-    LeaveMachineRoot();
-    if (isKnown) {
-        // Fails, and leaves the command in "/", where the folder is no part of the private root.
-        [[maybe_unused]] const int result = chdir(workingDirectory);
-    }
+    Demand(umount2(kMachine.c_str(), MNT_DETACH) == 0 && rmdir(kMachine.c_str()) == 0, kMachine);
+    // Fails, and leaves the command in "/", where the folder is no part of the private root.
+    [[maybe_unused]] const int result = chdir(workingDirectory.c_str());
 }

@@ -1,7 +1,15 @@
 // The file tree of a private root.
 #pragma once
 
-#include "tests/support/private_root/options.h"
+#include <string>
+#include <utility>
+#include <vector>
+
+struct TreeOptions {
+    std::vector<std::string> Programs;  // absolute paths, beside the usual programs
+    // Small file systems: path, and size as mount takes it ("64k", "1m").
+    std::vector<std::pair<std::string, std::string>> Mounts;
+};
 
 // Builds the tree on a tmpfs of this mount namespace, makes it the root of the process and lets
 // the machine's own root go. To be called in the first process of the PID namespace, since /proc
@@ -13,4 +21,4 @@
 //     /usr                        the machine's, read-only
 //     /usr/bin /usr/sbin          on a tmpfs: links to the usual and the wanted programs
 //     source and build tree       the machine's, at their own paths, the source read-only
-void EnterRootTree(const Options& options);
+void EnterRootTree(const TreeOptions& options);
