@@ -280,6 +280,9 @@ TEST_F(RingBuffer, TakesEntriesOfManyThreadsWholeAndInOrder) {
 }
 
 TEST_F(RingBuffer, LockIsFreeAfterAThreadWasCancelledInsideAPrint) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes the frames that were unwound for ones in use";
+#endif
     Configure(
         "[zentd]\nFileDebugLevel=3\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
         "MemoryTracesFlag=1\n");  // reading the status file is a cancellation point
