@@ -1,18 +1,15 @@
 #include "hardware/device_bus_io.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <string_view>
 #include <vector>
 
-#include "base/cancellation.h"
+#include "base/directory.h"
 #include "base/error_text.h"
+#include "base/file_io.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "hardware/pci_bus_names.h"
@@ -20,35 +17,16 @@
 
 namespace {
 
-struct DirectoryCloser {
-    void operator()(DIR* directory) const {
-        const CCancellationHold hold;
-        (void)closedir(directory);
-    }
-};
-
-// The names in a directory, sorted. False, with a trace line, when it cannot be listed.
-bool ListDirectory(const std::string& path, std::vector<std::string>& names) {
-    names.clear();
-    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(path.c_str()));
-    int error = errno;
-    if (directory != nullptr) {
-        errno = 0;
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream belongs to this call alone
-        while (const dirent* const entry = readdir(directory.get())) {
-            names.emplace_back(entry->d_name);
-        }
-        error = errno;
-    }
-    if (directory == nullptr || error != 0) {
+// False, with a trace line, when the directory cannot be listed.
+bool ListOrTrace(const std::string& path, std::vector<std::string>& names) {
+    const int error = ListDirectory(path, names);
+    if (error != 0) {
         Debug.Print(1,
                     "BuildPciDeviceNameList  : scandir for directory %s failed; ## ERROR: errno=%d "
                     "(%s)\n",
                     path.c_str(), error, CErrorText(error).Get());
-        return false;
     }
-    std::sort(names.begin(), names.end());
-    return true;
+    return error == 0;
 }
 
 bool IsPciDevDirValid(const std::string& path) {
@@ -71,7 +49,7 @@ bool IsRegularFile(const std::string& path) {
 void AddFunctions(const std::string& directory, std::uint16_t segment, std::uint8_t bus,
                   CDeviceBusIoBase::PciDeviceNames& names) {
     std::vector<std::string> entries;
-    if (!ListDirectory(directory, entries)) {
+    if (!ListOrTrace(directory, entries)) {
         return;
     }
     for (const std::string& entry : entries) {
@@ -83,29 +61,12 @@ void AddFunctions(const std::string& directory, std::uint16_t segment, std::uint
     }
 }
 
-// The bytes that came, fewer than `size` at the file's end or when a read failed.
-std::size_t ReadAt(int file, unsigned int offset, unsigned char* buffer, std::size_t size) {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count =
-            pread(file, buffer + done, size - done, static_cast<off_t>(offset + done));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            break;
-        }
-        done += static_cast<std::size_t>(count);
-    }
-    return done;
-}
-
 }  // namespace
 
 bool CDeviceBusIo::BuildPciDeviceNameList(PciDeviceNames& names) {
     constexpr std::uint32_t kSegmentMax = 0xFFFF;
     std::vector<std::string> entries;
-    if (!ListDirectory(paths::kProcBusPci, entries)) {
+    if (!ListOrTrace(paths::kProcBusPci, entries)) {
         return false;
     }
     for (const std::string& entry : entries) {
@@ -161,7 +122,7 @@ bool CDeviceBusIo::GetPciConfigSpace(unsigned int segment, unsigned int bus, uns
         Debug.Print(1, "GetPciConfigSpace: cannot open %s\n", path);
         return false;
     }
-    size = static_cast<unsigned int>(ReadAt(file.Get(), offset, buffer, wanted));
+    size = static_cast<unsigned int>(ReadFullyAt(file.Get(), buffer, wanted, offset).Bytes);
     if (size != wanted) {
         Debug.Print(1, "GetPciConfigSpace : read error from %s\n", path);
         return false;

@@ -1,42 +1,16 @@
 #include "hardware/disk_names.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <optional>
 
 #include "base/kernel_file.h"
 #include "base/paths.h"
 #include "hardware/block_device.h"
+#include "hardware/escaped_text.h"
 #include "hardware/sysfs.h"
 
-namespace {
-
-// The character of an escape "\xHH" at the text's begin; 0 when it is none.
-unsigned int EscapedCharacter(std::string_view text) {
-    constexpr std::size_t kLength = 4;
-    constexpr int kHexadecimal = 16;
-    unsigned int value = 0;
-    if (text.size() < kLength || !text.starts_with("\\x")) {
-        return 0;
-    }
-    const char* const end = text.data() + kLength;
-    const auto [stop, error] = std::from_chars(text.data() + 2, end, value, kHexadecimal);
-    return error == std::errc() && stop == end ? value : 0;
-}
-
-}  // namespace
-
-std::string DecodeUdevEscapes(std::string_view text) {
-    std::string decoded;
-    decoded.reserve(text.size());
-    while (!text.empty()) {
-        const unsigned int escaped = EscapedCharacter(text);
-        decoded += escaped != 0 ? static_cast<char>(escaped) : text.front();
-        text.remove_prefix(escaped != 0 ? 4 : 1);
-    }
-    return decoded;
-}
+namespace {}  // namespace
 
 CDiskNames CDiskNames::Read() {
     CDiskNames names;

@@ -3,10 +3,6 @@
 
 #include <map>
 #include <string>
-#include <string_view>
-
-// Decodes the device manager's escapes: "\x" and two hexadecimal digits, but not of a NUL.
-[[nodiscard]] std::string DecodeUdevEscapes(std::string_view text);
 
 // The links of /dev/disk, by the kernel's name of the device that they point at ("sda1", "dm-0").
 class CDiskNames {

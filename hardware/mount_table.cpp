@@ -4,6 +4,7 @@
 
 #include "base/kernel_file.h"
 #include "base/paths.h"
+#include "hardware/escaped_text.h"
 
 namespace mounts {
 
@@ -19,35 +20,7 @@ std::string_view TakeField(std::string_view& line) {
     return field;
 }
 
-// The character of an escape "\ddd" at the text's begin; 0 when it is none.
-unsigned int EscapedCharacter(std::string_view text) {
-    constexpr std::size_t kLength = 4;
-    constexpr unsigned int kMax = 0xFF;
-    if (text.size() < kLength || text.front() != '\\') {
-        return 0;
-    }
-    unsigned int value = 0;
-    for (const char digit : text.substr(1, kLength - 1)) {
-        if (digit < '0' || digit > '7') {
-            return 0;
-        }
-        value = value * 8 + static_cast<unsigned int>(digit - '0');
-    }
-    return value <= kMax ? value : 0;
-}
-
 }  // namespace
-
-std::string DecodeOctalEscapes(std::string_view text) {
-    std::string decoded;
-    decoded.reserve(text.size());
-    while (!text.empty()) {
-        const unsigned int escaped = EscapedCharacter(text);
-        decoded += escaped != 0 ? static_cast<char>(escaped) : text.front();
-        text.remove_prefix(escaped != 0 ? 4 : 1);
-    }
-    return decoded;
-}
 
 std::vector<Entry> ParseMountTable(std::string_view text) {
     std::vector<Entry> entries;

@@ -20,9 +20,6 @@ struct Entry {
 // ignored. A line with fewer than three fields is skipped; the options may be missing.
 [[nodiscard]] std::vector<Entry> ParseMountTable(std::string_view text);
 
-// Decodes a backslash and three octal digits, \001 to \377; every other backslash stays.
-[[nodiscard]] std::string DecodeOctalEscapes(std::string_view text);
-
 // Reads the table of the system into `entries`. 0, or the errno number of the read that failed;
 // `entries` is then empty.
 [[nodiscard]] int ReadMountTable(std::vector<Entry>& entries);

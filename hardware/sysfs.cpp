@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "base/directory.h"
 #include "base/kernel_file.h"
 
 namespace sysfs {
@@ -67,12 +68,7 @@ std::optional<std::string> ResolvePath(const std::string& path) {
 
 std::vector<std::string> ListDirectory(const std::string& path) {
     std::vector<std::string> names;
-    std::error_code error;
-    std::filesystem::directory_iterator entry(path, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        names.push_back(entry->path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
+    (void)::ListDirectory(path, names);
     return names;
 }
 

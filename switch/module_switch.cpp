@@ -2,12 +2,11 @@
 
 #include <cxxabi.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <string_view>
 #include <utility>
 
 #include "base/cancellation.h"
+#include "base/directory.h"
 #include "base/error_text.h"
 #include "base/kernel_file.h"
 #include "base/paths.h"
@@ -104,20 +103,17 @@ bool CModuleSwitch::ListModules(std::vector<std::string>& paths) const {
                     problem.c_str());
         return false;
     }
-    std::error_code error;
-    std::filesystem::directory_iterator entry(place, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        if (name.ends_with(".so") && !name.starts_with('.')) {
-            paths.push_back(entry->path().string());
-        }
-    }
-    if (error) {
+    std::vector<std::string> names;
+    if (const int error = ListDirectory(place, names); error != 0) {
         Debug.Print(1, "\nSWITCH              : ## ERROR! cannot list %s: %s", place.c_str(),
-                    CErrorText(error.value()).Get());
+                    CErrorText(error).Get());
         return false;
     }
-    std::sort(paths.begin(), paths.end());
+    for (const std::string& name : names) {
+        if (name.ends_with(".so") && !name.starts_with('.')) {
+            paths.push_back(place + "/" + name);
+        }
+    }
     if (paths.empty()) {
         Debug.Print(1, "\nSWITCH              : no modules in %s", place.c_str());
     }
