@@ -168,6 +168,7 @@ CPciIds::CName CPciIds::FindInterface(std::uint8_t baseClass, std::uint8_t subCl
 }
 
 const CPciIds& CPciIds::System() {
+    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one database per process
     static CCriticalSection& lock = *new CCriticalSection;
     static const CPciIds& none = *new CPciIds;
     static const CPciIds* names = nullptr;
