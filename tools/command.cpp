@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "tools/text_safety.h"
+#include "base/text_safety.h"
 
 namespace tools {
 
@@ -13,7 +13,7 @@ namespace {
 void WriteLine(std::FILE* stream, std::string_view text) {
     std::string line(text);
     if (isatty(fileno(stream)) != 0) {
-        line = EscapeControls(text);
+        line = text::EscapeControls(text);
     }
     line += '\n';
     (void)std::fwrite(line.data(), 1, line.size(), stream);  // main looks at the stream's state

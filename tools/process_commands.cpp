@@ -3,11 +3,13 @@
 #include <climits>
 #include <memory>
 
+#include "inventory/json_text.h"
 #include "os/process.h"
 #include "tools/command.h"
-#include "tools/json_text.h"
 
 namespace tools {
+
+using json_text::Json;
 
 namespace {
 
@@ -31,10 +33,10 @@ int Find(const std::string& name) {
 Json Describe(unsigned int pid, const std::string& name) {
     Json json;
     json["pid"] = pid;
-    SetText(json, "name", name);
+    json_text::SetText(json, "name", name);
     std::string path;
     if (CProcess::GetProcessPath(path, pid)) {
-        SetText(json, "path", path);
+        json_text::SetText(json, "path", path);
     } else {
         json["path"] = nullptr;
     }
@@ -60,7 +62,7 @@ void PrintDescription(const Json& json) {
     };
     for (const char* const field : {"name", "path"}) {
         std::string text = "-";
-        (void)GetText(json, field, text);
+        (void)json_text::GetText(json, field, text);
         print(field, text);
     }
     for (const auto& [name, bytes] : json["memory"].items()) {
@@ -75,7 +77,7 @@ int Show(unsigned int pid, bool asJson) {
     }
     const Json json = Describe(pid, name);
     if (asJson) {
-        PrintLine(Dump(json));
+        PrintLine(json_text::Dump(json));
     } else {
         PrintDescription(json);
     }

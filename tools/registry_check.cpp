@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/text_safety.h"
 #include "os/registry_node.h"
 #include "tools/registry_value.h"
-#include "tools/text_safety.h"
 
 namespace tools {
 
@@ -122,7 +122,7 @@ bool IsBytes(std::string_view text) {
         const std::string_view number = text.substr(0, text.find_first_of(kBlanks));
         std::string byte;
         if (number.size() > 2 ||
-            !ParseHex(std::string(2 - number.size(), '0').append(number), byte)) {
+            !text::ParseHex(std::string(2 - number.size(), '0').append(number), byte)) {
             return false;
         }
         text.remove_prefix(number.size());

@@ -67,7 +67,7 @@ int List(const Arguments& arguments, const KeyPath& path, const CRegistryNodeRef
         return Fail(kFailure, "keys nest too deep below " + arguments.Path);
     }
     if (arguments.AsJson) {
-        PrintLine(Dump(ExportToJson(tree)));
+        PrintLine(json_text::Dump(ExportToJson(tree)));
     } else {
         PrintKeys(tree);
     }

@@ -11,7 +11,7 @@ Json PathToJson(const KeyPath& path) {
     Json json = Json::array();
     for (const std::string& name : path) {
         Json named;
-        SetText(named, "name", name);
+        json_text::SetText(named, "name", name);
         json.push_back(named.contains("name") ? named["name"] : named);
     }
     return json;
@@ -24,7 +24,7 @@ bool PathFromJson(const Json& json, KeyPath& path) {
     for (const Json& element : json) {
         std::string name;
         const Json named = element.is_object() ? element : Json{{"name", element}};
-        if (!GetText(named, "name", name)) {
+        if (!json_text::GetText(named, "name", name)) {
             return false;
         }
         path.push_back(name);
@@ -61,7 +61,7 @@ bool KeyFromJson(const Json& json, ExportedKey& key) {
 
 bool IsExport(const Json& json) {
     std::string format;
-    return json.is_object() && GetText(json, "format", format) && format == kFormat &&
+    return json.is_object() && json_text::GetText(json, "format", format) && format == kFormat &&
            json.contains("version") && json["version"] == kVersion && json.contains("path") &&
            json.contains("keys") && json["keys"].is_array();
 }

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/json_text.h"
+#include "inventory/json_text.h"
 #include "tools/registry_tree.h"
 #include "tools/registry_value.h"
 

@@ -85,7 +85,7 @@ int ExportTree(const RegistryArguments& arguments, const KeyPath& path,
     if (!CollectKeys(key, true, tree)) {
         return Fail(kFailure, "keys nest too deep below " + arguments.Path);
     }
-    PrintLine(Dump(ExportToJson(tree)));
+    PrintLine(json_text::Dump(ExportToJson(tree)));
     return kSuccess;
 }
 

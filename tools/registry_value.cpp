@@ -7,8 +7,8 @@
 #include <span>
 #include <utility>
 
+#include "base/text_safety.h"
 #include "os/registry_node.h"
-#include "tools/text_safety.h"
 
 namespace tools {
 
@@ -119,7 +119,7 @@ std::string PrintData(const RegistryValue& value) {
     std::string pairs;
     for (const char byte : value.Bytes) {
         pairs += pairs.empty() ? "" : " ";
-        pairs += Hex({&byte, 1});
+        pairs += text::Hex({&byte, 1});
     }
     return pairs;
 }
@@ -134,7 +134,7 @@ bool ParseData(std::uint32_t type, std::string_view text, RegistryValue& value) 
     } else if (type == kRegBinary) {
         std::string digits(text);
         std::erase(digits, ' ');
-        if (!ParseHex(digits, result.Bytes)) {
+        if (!text::ParseHex(digits, result.Bytes)) {
             return false;
         }
     } else {
@@ -146,14 +146,14 @@ bool ParseData(std::uint32_t type, std::string_view text, RegistryValue& value) 
 
 Json ValueToJson(const std::string& name, const RegistryValue& value) {
     Json json;
-    SetText(json, "name", name);
+    json_text::SetText(json, "name", name);
     json["type"] = TypeName(value.Type);
     if (value.Type == kRegDword) {
         json["value"] = value.Number;
     } else if (value.Type == kRegBinary) {
-        json["value"] = Hex(value.Bytes);
+        json["value"] = text::Hex(value.Bytes);
     } else {
-        SetText(json, "value", value.Bytes);
+        json_text::SetText(json, "value", value.Bytes);
     }
     return json;
 }
@@ -161,8 +161,8 @@ Json ValueToJson(const std::string& name, const RegistryValue& value) {
 bool ValueFromJson(const Json& json, std::string& name, RegistryValue& value) {
     std::string type;
     RegistryValue result;
-    if (!json.is_object() || !GetText(json, "name", name) || !GetText(json, "type", type) ||
-        !ParseTypeName(type, result.Type)) {
+    if (!json.is_object() || !json_text::GetText(json, "name", name) ||
+        !json_text::GetText(json, "type", type) || !ParseTypeName(type, result.Type)) {
         return false;
     }
     if (result.Type == kRegDword) {
@@ -171,8 +171,8 @@ bool ValueFromJson(const Json& json, std::string& name, RegistryValue& value) {
             !ParseNumber(number->dump(), result.Number)) {
             return false;
         }
-    } else if (!GetText(json, "value", result.Bytes) ||
-               (result.Type == kRegBinary && !ParseHex(result.Bytes, result.Bytes))) {
+    } else if (!json_text::GetText(json, "value", result.Bytes) ||
+               (result.Type == kRegBinary && !text::ParseHex(result.Bytes, result.Bytes))) {
         return false;
     }
     value = std::move(result);

@@ -6,10 +6,12 @@
 #include <string_view>
 
 #include "base/str_map.h"
+#include "inventory/json_text.h"
 #include "os/registry_data.h"
-#include "tools/json_text.h"
 
 namespace tools {
+
+using json_text::Json;
 
 struct RegistryValue {
     std::uint32_t Type = 0;    // kRegSz, kRegExpandSz, kRegBinary or kRegDword

@@ -65,7 +65,7 @@ int Show(const Arguments& arguments) {
         return code;
     }
     if (arguments.AsJson) {
-        PrintLine(Dump(DescribeSmbios(smbios, isComplete, arguments.Type)));
+        PrintLine(json_text::Dump(DescribeSmbios(smbios, isComplete, arguments.Type)));
     } else {
         for (const std::string& line : ListSmbios(smbios, arguments.Type)) {
             PrintLine(line);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/text_safety.h"
 #include "hardware/dmi_type_name.h"
-#include "tools/text_safety.h"
 
 namespace tools {
 
@@ -33,12 +33,12 @@ std::vector<Structure> StructuresOf(const CSMBios& smbios, WantedType type) {
 void SetStrings(Json& object, const Strings& strings) {
     Json& texts = object["strings"] = Json::array();
     for (const std::string_view text : strings) {
-        texts.push_back(ReplaceMalformed(text));
+        texts.push_back(text::ReplaceMalformed(text));
     }
-    if (!std::all_of(strings.begin(), strings.end(), IsUtf8)) {
+    if (!std::all_of(strings.begin(), strings.end(), text::IsUtf8)) {
         Json& digits = object["strings_hex"] = Json::array();
         for (const std::string_view text : strings) {
-            digits.push_back(Hex(text));
+            digits.push_back(text::Hex(text));
         }
     }
 }
@@ -50,7 +50,7 @@ Json Describe(const Structure& structure) {
     json["name"] = DmiTypeName(structure.Type);
     json["offset"] = structure.Offset;
     json["length"] = structure.Length;
-    json["data"] = Hex(structure.Formatted.Text());
+    json["data"] = text::Hex(structure.Formatted.Text());
     SetStrings(json, smbios_tables::SplitStrings(structure));
     return json;
 }

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "hardware/smbios.h"
-#include "tools/json_text.h"
+#include "inventory/json_text.h"
 
 namespace tools {
+
+using json_text::Json;
 
 // The type to show; none: all of them.
 using WantedType = std::optional<std::uint8_t>;

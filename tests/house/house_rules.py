@@ -18,10 +18,11 @@ MAY_INCLUDE = {
     "hardware": {"base", "sdk", "trace", "os"},
     "daemon": {"base", "sdk", "trace", "os"},
     "switch": {"base", "sdk"},
-    "modules": {"base", "sdk", "trace", "os", "hardware"},
-    "tools": {"base", "sdk", "trace", "os", "hardware"},
-    "bench": {"base", "sdk", "trace", "os", "hardware", "tools"},
-    "fuzz": {"base", "sdk", "trace", "os", "hardware", "tools", "daemon"},
+    "inventory": {"base", "sdk", "trace", "os", "hardware"},
+    "modules": {"base", "sdk", "trace", "os", "hardware", "inventory"},
+    "tools": {"base", "sdk", "trace", "os", "hardware", "inventory"},
+    "bench": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools"},
+    "fuzz": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools", "daemon"},
 }
 LONGEST_FILE = 500
 PATHS_HEADER = Path("base/paths.h")

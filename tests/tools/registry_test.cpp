@@ -86,7 +86,7 @@ TEST(RegistryExport, KeepsNamesAndValuesOfAnyBytesAndRefusesOtherJson) {
                          false});
     tools::RegistryExport copy;
     std::string problem;
-    ASSERT_TRUE(tools::ParseExport(tools::Dump(tools::ExportToJson(tree)), copy, problem));
+    ASSERT_TRUE(tools::ParseExport(json_text::Dump(tools::ExportToJson(tree)), copy, problem));
     EXPECT_EQ(copy.Path, tree.Path);
     ASSERT_EQ(copy.Keys.size(), 1U);
     EXPECT_EQ(copy.Keys[0].Path, tree.Keys[0].Path);

@@ -7,8 +7,8 @@
 
 namespace {
 
+using json_text::Json;
 using smbios_bytes::Structure;
-using tools::Json;
 
 struct Connection {
     CSMBios Smbios;
@@ -18,7 +18,7 @@ struct Connection {
         : IsComplete(Smbios.ConnectCopy(smbios_bytes::Stream(smbios_bytes::EntryPoint30(0, 0)),
                                         smbios_bytes::Stream(table))) {}
     [[nodiscard]] Json Describe(tools::WantedType type = {}) const {
-        return Json::parse(tools::Dump(tools::DescribeSmbios(Smbios, IsComplete, type)));
+        return Json::parse(json_text::Dump(tools::DescribeSmbios(Smbios, IsComplete, type)));
     }
 };
 

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/json_text.h"
-#include "tools/text_safety.h"
+#include "base/text_safety.h"
+#include "inventory/json_text.h"
 
 namespace {
 
@@ -22,6 +22,7 @@ TEST(Text, OfUnknownContentIsSafeOnATerminalAndWholeInJson) {
         {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", true, "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"},
         {"\xC2\x9B\x32J", true, "\\xc2\\x9b2J"},  // C1: control sequence introducer
         {"\xC2\xA0\x9B", false, "\xC2\xA0\\x9b"},
+        {"\xE2\x80\xAE\xE2\x80\xA6", true, "\\xe2\\x80\\xae\xE2\x80\xA6"},  // right to left
         {"\xC3", false, "\\xc3"},
         {"\xC0\xAF", false, "\\xc0\\xaf"},                    // overlong
         {"\xE0\x9F\xBF", false, "\\xe0\\x9f\\xbf"},           // overlong
@@ -30,25 +31,25 @@ TEST(Text, OfUnknownContentIsSafeOnATerminalAndWholeInJson) {
         {"\xE2\x82\x1b", false, "\\xe2\\x82\\x1b"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(tools::EscapeControls(row.Text), row.Safe);
-        EXPECT_EQ(tools::IsUtf8(row.Text), row.IsUtf8) << row.Safe;
-        tools::Json object;
-        tools::SetText(object, "name", row.Text);
+        EXPECT_EQ(text::EscapeControls(row.Text), row.Safe);
+        EXPECT_EQ(text::IsUtf8(row.Text), row.IsUtf8) << row.Safe;
+        json_text::Json object;
+        json_text::SetText(object, "name", row.Text);
         EXPECT_EQ(object.contains("name"), row.IsUtf8) << row.Safe;
-        const std::string dump = tools::Dump(object);
+        const std::string dump = json_text::Dump(object);
         EXPECT_TRUE(std::all_of(dump.begin(), dump.end(), [](char character) {
             return character == '\n' || (character >= ' ' && character <= '~');
         })) << dump;
         std::string text;
-        ASSERT_TRUE(tools::GetText(tools::Json::parse(dump), "name", text));
+        ASSERT_TRUE(json_text::GetText(json_text::Json::parse(dump), "name", text));
         EXPECT_EQ(text, row.Text);
     }
-    EXPECT_EQ(tools::ReplaceMalformed("\xC3\xA4\x9B\xE2\x82z\xC3"),
+    EXPECT_EQ(text::ReplaceMalformed("\xC3\xA4\x9B\xE2\x82z\xC3"),
               "\xC3\xA4\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD");
     for (const char* json : {"{}", R"({"name":1})", R"({"name_hex":"0"})", R"({"name_hex":"0g"})",
                              R"({"name_hex":"0 "})", R"({"name_hex":1})"}) {
         std::string text = "unchanged";
-        EXPECT_FALSE(tools::GetText(tools::Json::parse(json), "name", text)) << json;
+        EXPECT_FALSE(json_text::GetText(json_text::Json::parse(json), "name", text)) << json;
         EXPECT_EQ(text, "unchanged");
     }
 }

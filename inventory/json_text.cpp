@@ -1,18 +1,18 @@
-#include "tools/json_text.h"
+#include "inventory/json_text.h"
 
-#include "tools/text_safety.h"
+#include "base/text_safety.h"
 
-namespace tools {
+namespace json_text {
 
 namespace {
 constexpr char kHexSuffix[] = "_hex";
 }  // namespace
 
 void SetText(Json& object, const std::string& field, std::string_view text) {
-    if (IsUtf8(text)) {
+    if (text::IsUtf8(text)) {
         object[field] = text;
     } else {
-        object[field + kHexSuffix] = Hex(text);
+        object[field + kHexSuffix] = text::Hex(text);
     }
 }
 
@@ -26,7 +26,7 @@ bool GetText(const Json& object, const std::string& field, std::string& text) {
         return true;
     }
     const auto hex = object.find(field + kHexSuffix);
-    return hex != object.end() && hex->is_string() && ParseHex(hex->get<std::string>(), text);
+    return hex != object.end() && hex->is_string() && text::ParseHex(hex->get<std::string>(), text);
 }
 
 std::string Dump(const Json& json) {
@@ -34,4 +34,4 @@ std::string Dump(const Json& json) {
     return json.dump(kIndent, ' ', true);
 }
 
-}  // namespace tools
+}  // namespace json_text

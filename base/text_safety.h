@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace tools {
+namespace text {
 
 // The number of bytes of the well-formed UTF-8 character that `text` begins with; 0 when it does
 // not begin with one.
@@ -13,8 +13,8 @@ namespace tools {
 
 [[nodiscard]] bool IsUtf8(std::string_view text);
 
-// The text with each byte of a control character (C0, DEL, C1) and of malformed UTF-8 as "\xNN", so
-// that a terminal shows it and does not obey it.
+// The text with each byte of a control character (C0, DEL, C1, line ends and directions of writing)
+// and of malformed UTF-8 as "\xNN", so that a terminal shows it and does not obey it.
 [[nodiscard]] std::string EscapeControls(std::string_view text);
 
 // The text with each byte of malformed UTF-8 as the replacement character, U+FFFD.
@@ -25,4 +25,4 @@ namespace tools {
 // The reverse, for digits of either case. False when it is not pairs of digits.
 [[nodiscard]] bool ParseHex(std::string_view digits, std::string& bytes);
 
-}  // namespace tools
+}  // namespace text

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace tools {
+namespace json_text {
 
 using Json = nlohmann::ordered_json;  // fields stay in the order in which they are set
 
@@ -18,4 +18,4 @@ void SetText(Json& object, const std::string& field, std::string_view text);
 // Indented, in ASCII, so that it is safe for terminals and log files.
 [[nodiscard]] std::string Dump(const Json& json);
 
-}  // namespace tools
+}  // namespace json_text

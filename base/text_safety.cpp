@@ -1,8 +1,8 @@
-#include "tools/text_safety.h"
+#include "base/text_safety.h"
 
 #include <array>
 
-namespace tools {
+namespace text {
 
 namespace {
 
@@ -51,9 +51,17 @@ bool IsInRow(const Utf8Row& row, std::string_view text) {
     return true;
 }
 
-// Whether that well-formed character is one that a terminal may obey.
+// Whether that well-formed character is one that a terminal may obey: controls, and the marks that
+// break a line or change the direction of writing (U+200E, U+200F, U+2028 to U+202E, U+2066 to
+// U+2069).
 bool IsControl(std::string_view character) {
     const unsigned int first = Byte(character[0]);
+    if (first == 0xE2) {
+        const unsigned int last = Byte(character[2]);
+        return (Byte(character[1]) == 0x80 &&
+                (last == 0x8E || last == 0x8F || (last >= 0xA8 && last <= 0xAE))) ||
+               (Byte(character[1]) == 0x81 && last >= 0xA6 && last <= 0xA9);
+    }
     return first < 0x20 || first == 0x7F || (first == 0xC2 && Byte(character[1]) < 0xA0);
 }
 
@@ -143,4 +151,4 @@ bool ParseHex(std::string_view digits, std::string& bytes) {
     return true;
 }
 
-}  // namespace tools
+}  // namespace text
