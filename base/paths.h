@@ -20,6 +20,9 @@ inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 
 // Processes.
 inline constexpr char kProc[] = "/proc";
+inline constexpr char kProcSelfUidMap[] = "/proc/self/uid_map";
+inline constexpr char kProcSelfGidMap[] = "/proc/self/gid_map";
+inline constexpr char kProcSelfSetgroups[] = "/proc/self/setgroups";
 
 // The reference switch library and its modules.
 inline constexpr char kSwitchConfigFile[] = "/etc/quorvat/switch.ini";
@@ -53,6 +56,7 @@ inline constexpr char kSysPciDevices[] = "/sys/bus/pci/devices";
 inline constexpr char kSysPnpDevices[] = "/sys/bus/pnp/devices";
 inline constexpr char kSysClass[] = "/sys/class";
 inline constexpr char kProcIoPorts[] = "/proc/ioports";
+
 // Drives and volumes.
 inline constexpr char kMtab[] = "/etc/mtab";
 inline constexpr char kSysBlock[] = "/sys/block";             // whole drives
@@ -66,5 +70,9 @@ inline constexpr char kDiskByUuid[] = "/dev/disk/by-uuid";
 inline constexpr char kDiskByPartitionLabel[] = "/dev/disk/by-partlabel";
 inline constexpr char kDiskByPartitionUuid[] = "/dev/disk/by-partuuid";
 inline constexpr char kUdevRecords[] = "/run/udev/data";
+
+// What modules keep from one start to the next.
+inline constexpr char kStateDirectory[] = "/var/lib/morla";
+inline constexpr char kInventoryState[] = "/var/lib/morla/inventory";
 
 }  // namespace paths

@@ -135,7 +135,9 @@ bool CSystemDeviceScan::GetHostDrives(std::vector<CSystemDrive>& drives,
     if (!TakeAccess(access, "GetHostDrive")) {
         return false;
     }
-    drives = drive_matching::FindHostDrives(m_Drives, adapter.m_Address);
+    drives = adapter.m_Address.IsValid()
+                 ? drive_matching::FindHostDrives(m_Drives, adapter.m_Address)
+                 : m_Drives;
     return !drives.empty();
 }
 
