@@ -43,4 +43,4 @@ configure_and_build() {
 }
 
 build_packages=(g++ cmake ninja-build ccache libgtest-dev libinih-dev libcli11-dev
-    nlohmann-json3-dev)
+    libarchive-dev nlohmann-json3-dev)

@@ -37,6 +37,7 @@ int Run(int argc, char** argv) {
     app.footer(kNotes);
     app.require_subcommand(1);
     tools::AddIniCommands(app, exitCode);
+    tools::AddInventoryCommands(app, exitCode);
     tools::AddProcessCommands(app, exitCode);
     tools::AddRegistryCommands(app, exitCode);
     tools::AddSmbiosCommands(app, exitCode);

@@ -5,7 +5,7 @@ _morlactl() {
     local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
     case "$COMP_CWORD $command" in
-        1*) words="ini process registry smbios --help --version" ;;
+        1*) words="ini inventory process registry smbios --help --version" ;;
         2\ ini*) words="get set delete list copy --help" ;;
         2\ process*) words="find show --help" ;;
         2\ registry*) words="get set list create delete export import check --help" ;;
@@ -31,6 +31,13 @@ _morlactl() {
         words="--from --json --type --help"
         files=""
         [ "$previous" != --from ] || files=yes
+    elif [ "${COMP_WORDS[1]}" = inventory ] && [ "$COMP_CWORD" -gt 1 ]; then
+        words="--json --section --tree --why --from --touch-network --no-inquiry --capture"
+        words+=" --anonymous --help"
+        case "$previous" in
+            --section) words="slots adapters drives volumes firmware" ;;
+            --from | --capture) files=yes ;;
+        esac
     elif [ "$previous" = --type ]; then
         words="string expand dword binary"
     fi

@@ -253,6 +253,8 @@ completions() {
     complete_to /tmp/export.json registry import /tmp/exp
     complete_to --json process show 1 --j
     complete_to --from smbios --f
+    complete_to --capture inventory --c
+    complete_to slots inventory --section s
     # Every command that the tool knows is offered, and none that it does not know.
     local group command
     for group in ini process registry; do
