@@ -18,6 +18,7 @@ set_target_properties(morla_host_shared PROPERTIES
     OUTPUT_NAME morla_host LINKER_LANGUAGE CXX LINK_DEPENDS "${exports}"
     VERSION "${PROJECT_VERSION}" SOVERSION "${PROJECT_VERSION_MAJOR}")
 target_link_libraries(morla_host_shared PUBLIC morla_options morla_sdk)
+install(TARGETS morla_host_shared LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 
 add_library(morla_host_static STATIC)
 foreach(part ${host_parts} morla_trace)
