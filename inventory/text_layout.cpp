@@ -79,7 +79,7 @@ std::string TakeLine(std::string_view& text, std::size_t width) {
     if (end == std::string_view::npos || end == 0) {
         end = fitting;
     }
-    const std::string line = WithoutBlanksBehind(text.substr(0, end));
+    std::string line = WithoutBlanksBehind(text.substr(0, end));
     text = WithoutBlanksBefore(text.substr(end));
     return line;
 }
@@ -209,7 +209,8 @@ std::vector<std::string> DrawTree(const std::vector<TreeLine>& tree) {
         std::string mark = depth == 0 ? "" : goesOn[depth] ? "|- " : "`- ";
         for (const std::string& part :
              WrapText(tree[i].Text, kLineWidth - before.size() - mark.size(), kCellLines)) {
-            lines.push_back(before + mark + part);
+            lines.push_back(before);
+            lines.back().append(mark).append(part);
             mark = depth == 0 ? "  " : goesOn[depth] ? "|  " : "   ";
         }
     }

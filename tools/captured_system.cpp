@@ -22,10 +22,12 @@ constexpr std::size_t kTextMax = std::size_t{1} << 20U;
 void CapturePciFunctions(CCapturedTree& tree) {
     constexpr std::size_t kHeaderSize = 64;
     tree.AddFolder(paths::kProcBusPci);
+    const std::string buses = std::string(paths::kProcBusPci) + '/';
     for (const std::string& bus : sysfs::ListDirectory(paths::kProcBusPci)) {
-        const std::string folder = std::string(paths::kProcBusPci) + '/' + bus;
+        std::string folder = buses + bus;
+        folder += '/';
         for (const std::string& function : sysfs::ListDirectory(folder)) {
-            tree.CopyFile(folder + '/' + function, kHeaderSize);
+            tree.CopyFile(folder + function, kHeaderSize);
         }
     }
 }

@@ -78,6 +78,10 @@ std::string ParentOf(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
+std::string PathOf(const std::string& folder, const std::string& name) {
+    return folder + '/' + name;
+}
+
 std::string NameOf(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
@@ -135,7 +139,7 @@ void CCapturedTree::CopyLink(const std::string& path) {
 void CCapturedTree::CopyListing(const std::string& folder) {
     AddFolder(folder);
     for (const std::string& name : sysfs::ListDirectory(folder)) {
-        const std::string path = folder + '/' + name;
+        const std::string path = PathOf(folder, name);
         if (ReadTarget(path)) {
             CopyLink(path);
         } else if (IsFolder(path)) {
@@ -148,7 +152,7 @@ void CCapturedTree::CopyListing(const std::string& folder) {
 
 void CCapturedTree::CopyDeviceEntry(const std::string& folder, const std::string& name,
                                     std::vector<std::string>& waiting) {
-    const std::string path = folder + '/' + name;
+    const std::string path = PathOf(folder, name);
     if (IsAmong(kListings, name)) {
         if (IsFolder(path)) {
             CopyListing(path);
@@ -192,7 +196,7 @@ void CCapturedTree::CopyDevice(const std::string& path) {
 
 void CCapturedTree::CopyDevicesOf(const std::string& folder) {
     for (const std::string& name : sysfs::ListDirectory(folder)) {
-        const std::string path = folder + '/' + name;
+        const std::string path = PathOf(folder, name);
         CopyLink(path);
         CopyDevice(path);
     }

@@ -114,14 +114,17 @@ void AddInventoryCommands(CLI::App& app, int& exitCode) {
     CLI::Option* const why = command->add_flag(
         "--why", arguments->WithReasons, "Say why each PCI function has its slot, or has none");
     CLI::Option* const from =
-        command->add_option("--from", arguments->From, "A captured tree, not this machine");
+        command->add_option("--from", arguments->From, "A captured tree, not this machine")
+            ->type_name("DIR");
     CLI::Option* const network =
         command->add_flag("--touch-network", arguments->TouchesNetwork,
                           "Ask for the sizes of volumes on other machines, too");
     command->add_flag("--no-inquiry", arguments->WithoutInquiry, "Send no command to a drive");
     CLI::Option* const capture =
-        command->add_option("--capture", arguments->Capture,
-                            "Write what the inventory reads into this file, as .tar.gz");
+        command
+            ->add_option("--capture", arguments->Capture,
+                         "Write what the inventory reads into this file, as .tar.gz")
+            ->type_name("FILE");
     command
         ->add_flag("--anonymous", arguments->IsAnonymous,
                    "Replace serial numbers, world-wide names, UUIDs and MAC addresses in it")

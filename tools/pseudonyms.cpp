@@ -115,7 +115,7 @@ bool IsUuidAt(const std::string& text, std::size_t at) {
 }  // namespace
 
 std::string CPseudonyms::OfText(std::string_view text) {
-    const std::string original(text);
+    std::string original(text);
     if (original.find_first_not_of(original.substr(0, 1)) == std::string::npos) {
         return original;
     }

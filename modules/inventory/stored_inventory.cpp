@@ -45,6 +45,10 @@ int WriteNew(int folder, const std::string& text) {
     return fsync(file.Get()) == 0 ? 0 : errno;
 }
 
+int Rename(int folder, const char* from, const char* to) {
+    return renameat(folder, from, folder, to) == 0 ? 0 : errno;
+}
+
 // A second name first: the file is never without one.
 int KeepLast(int folder) {
     constexpr char kSecondName[] = "kept.json";
@@ -52,7 +56,7 @@ int KeepLast(int folder) {
     if (linkat(folder, kLast, folder, kSecondName, 0) != 0) {
         return errno == ENOENT ? 0 : errno;
     }
-    return renameat(folder, kSecondName, folder, kPrevious) == 0 ? 0 : errno;
+    return Rename(folder, kSecondName, kPrevious);
 }
 
 }  // namespace
@@ -76,8 +80,9 @@ int StoreInventory(const std::string& text, bool keepsLast) {
     if (error != 0) {
         return error;
     }
-    if (renameat(folder.Get(), kNew, folder.Get(), kLast) != 0) {
-        return errno;
+    error = Rename(folder.Get(), kNew, kLast);
+    if (error != 0) {
+        return error;
     }
     return fsync(folder.Get()) == 0 ? 0 : errno;
 }
