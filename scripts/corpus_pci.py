@@ -59,7 +59,7 @@ def run_oracle(spaces):
         functions[fields["Slot"]] = {
             "vendor_id": fields["Vendor"],
             "device_id": fields["Device"],
-            "class_code": fields["Class"] + fields.get("ProgIf", "00"),
+            "class": fields["Class"] + fields.get("ProgIf", "00"),
             "revision": fields.get("Rev", "00"),
             "subsystem_vendor_id": fields.get("SVendor"),
             "subsystem_id": fields.get("SDevice"),

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compares our reading of captured SMBIOS tables with dmidecode's.
 
-usage: corpus.py MORLACTL DIR
+usage: corpus_smbios.py MORLACTL DIR
 Walks every folder under DIR that holds DMI and smbios_entry_point. Structures are compared in the
 table's order: handle, type, length, bytes of the formatted area, strings. Differences that one of
 the rules below explains are named; any other difference, and any fault of our reader, is an error.
