@@ -128,6 +128,7 @@ private:
     void KillUpdateThread(std::uint64_t start);
     void WatchPartitions();
     bool WaitForNextUpdate();
+    // NOLINTNEXTLINE(readability-identifier-naming): the thread entry's given name
     static void* LaunchAsThread_WatchPartitions(void* deviceScan);
 
     // Guarded by m_ListsLock, which is held by who has the access event.
