@@ -17,6 +17,8 @@ export PATH="$PATH:/usr/sbin"
 result=66
 for comparison in smbios slots pci; do
     status=0
+    # Without /proc, as in the root of a captured tree, the search for leaks would fail.
+    [ "$comparison" = smbios ] || ASAN_OPTIONS=detect_leaks=0
     "scripts/corpus_$comparison.py" build/address/tools/morlactl "$1" || status=$?
     case "$status" in
         0) [ "$result" -ne 66 ] || result=0 ;;
