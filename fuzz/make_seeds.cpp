@@ -93,6 +93,11 @@ void WriteTraceSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "trace_config", "number",
               std::string("ZENTD\nFileDebugLevel\n64\n").append(file));
     WriteSeed(corpus, "trace_config", "text", std::string("global\nFileDir\n2\n").append(file));
+    WriteSeed(corpus, "entry_formatter", "usual",
+              "1025\n4711\nrear\nFAN %d: %u rpm in zone %s, 0x%02X at %p");
+    WriteSeed(corpus, "entry_formatter", "widths",
+              "64\n-3\ntext\n%-13s|%5d|%-5d|%05ld|%8zu|%.2s|%c%%");
+    WriteSeed(corpus, "entry_formatter", "for_the_library", "9\n0\nnull\n%s%+d%#x%.3d%g%p");
     WriteSeed(corpus, "trace_config", "no_end", "a\nk\n9\n[a]\nk=1\n[b");
 }
 
