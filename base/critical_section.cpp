@@ -20,6 +20,6 @@ void CCriticalSection::CleanupHandlerForCritSecMutex(void* section) {
         return;
     }
     self->m_Depth = 0;
-    self->m_Owner.store(pthread_t{}, std::memory_order_relaxed);
+    self->m_Owner.store(nullptr, std::memory_order_relaxed);
     pthread_mutex_unlock(&self->m_Mutex);
 }

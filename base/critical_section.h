@@ -24,7 +24,7 @@ public:
         if (!m_Valid) {
             return;
         }
-        const pthread_t self = pthread_self();
+        const void* const self = Self();
         // A thread can only ever read its own id here if it stored it itself, so the unlocked
         // read is decided without a race.
         if (m_Owner.load(std::memory_order_relaxed) != self) {
@@ -36,11 +36,11 @@ public:
 
     // Undoes one Enter. A call by a thread that does not hold the section changes nothing.
     void Leave() {
-        if (!m_Valid || m_Owner.load(std::memory_order_relaxed) != pthread_self()) {
+        if (!m_Valid || m_Owner.load(std::memory_order_relaxed) != Self()) {
             return;
         }
         if (--m_Depth == 0) {
-            m_Owner.store(pthread_t{}, std::memory_order_relaxed);
+            m_Owner.store(nullptr, std::memory_order_relaxed);
             pthread_mutex_unlock(&m_Mutex);
         }
     }
@@ -53,9 +53,13 @@ public:
     static void CleanupHandlerForCritSecMutex(void* section);
 
 private:
+    // The calling thread, as pthread_self tells threads apart, in one instruction instead of a
+    // call.
+    static const void* Self() { return __builtin_thread_pointer(); }
+
     pthread_mutex_t m_Mutex{};
-    std::atomic<pthread_t> m_Owner{};  // 0 when free; written by the holder only
-    int m_Depth = 0;                   // nested entries; touched by the holder only
+    std::atomic<const void*> m_Owner{};  // null when free; written by the holder only
+    int m_Depth = 0;                     // nested entries; touched by the holder only
     bool m_Valid = false;
 };
 
