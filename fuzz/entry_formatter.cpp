@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::size_t kLargestBuffer = 2048;
 constexpr std::size_t kValues = 6;
+constexpr std::size_t kFloats = 3;
 
 // Every value is a 64-bit register or stack slot, whatever the conversion takes of it; floating
 // point has registers of its own.
@@ -40,25 +41,31 @@ char KindOf(char letter) {
 bool ChooseValues(const std::string& format, const char* text, std::uint64_t number,
                   Values& values) {
     std::size_t next = 0;
+    std::size_t floats = 0;
     for (const char* c = format.c_str(); *c != '\0'; ++c) {
         if (*c != '%') {
             continue;
         }
         ++c;
+        if (*c == '%') {
+            continue;
+        }
         c += std::strspn(c, "-0+ #'");
         c += std::strspn(c, "0123456789");
         c += *c == '.' ? 1 + std::strspn(c + 1, "0123456789") : 0;
         const std::size_t modifiers = std::strspn(c, "hlz");
-        const bool isPlain = modifiers == 0;
-        c += modifiers;
-        if (*c == '%') {
-            continue;
+        if (modifiers > 2 || (modifiers == 2 && (c[0] != c[1] || c[0] == 'z'))) {
+            return false;
         }
+        c += modifiers;
         const char kind = KindOf(*c);
-        if (kind == '\0' || (kind != 'd' && !isPlain) || (*c == 'c' && !isPlain)) {
+        if (kind == '\0' || ((kind != 'd' || *c == 'c') && modifiers != 0)) {
             return false;  // a wide text or letter has other rules
         }
         if (kind == 'f') {
+            if (++floats > kFloats) {
+                return false;
+            }
             continue;
         }
         if (next == kValues) {

@@ -11,6 +11,7 @@
 #include "trace/entry_formatter.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -21,9 +22,59 @@ namespace trace {
 
 namespace {
 
-constexpr std::size_t kWidthMax = 999;    // wider fields are vsnprintf's
-constexpr std::size_t kDigitsMax = 22;    // of 64 bits in any base here, with sign or "0x"
+constexpr std::size_t kWidthMax = 999;  // wider fields are vsnprintf's
+constexpr std::size_t kDigitsMax = 22;  // of 64 bits in any base here, with sign or "0x"
 constexpr std::size_t kNoPrecision = SIZE_MAX;
+
+// The digits of numbers below 100, two each.
+constexpr std::array<char, 200> kTwoDigits = [] {
+    std::array<char, 200> digits{};
+    for (std::size_t i = 0; i < 100; ++i) {
+        digits[2 * i] = static_cast<char>('0' + i / 10);
+        digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return digits;
+}();
+
+std::size_t CountDigits(std::uint64_t number) {
+    std::size_t count = 1;
+    for (; number >= 10'000; number /= 10'000) {
+        count += 4;
+    }
+    return count + static_cast<std::size_t>(number >= 10) +
+           static_cast<std::size_t>(number >= 100) + static_cast<std::size_t>(number >= 1'000);
+}
+
+// Writes the digits so that they end before `end`.
+void WriteDigits(char* end, std::uint64_t number) {
+    while (number >= 100) {
+        end -= 2;
+        std::memcpy(end, &kTwoDigits[2 * (number % 100)], 2);
+        number /= 100;
+    }
+    if (number >= 10) {
+        std::memcpy(end - 2, &kTwoDigits[2 * number], 2);
+    } else {
+        end[-1] = static_cast<char>('0' + number);
+    }
+}
+
+// Short texts without a call: the two ends, which overlap.
+void CopyShort(char* to, const char* from, std::size_t length) {
+    if (length > 16) {
+        std::memcpy(to, from, length);
+    } else if (length >= 8) {
+        std::memcpy(to, from, 8);
+        std::memcpy(to + length - 8, from + length - 8, 8);
+    } else if (length >= 4) {
+        std::memcpy(to, from, 4);
+        std::memcpy(to + length - 4, from + length - 4, 4);
+    } else {
+        for (std::size_t i = 0; i < length; ++i) {
+            to[i] = from[i];
+        }
+    }
+}
 
 // Counts everything and keeps what fits.
 class CMessageWriter {
@@ -33,7 +84,7 @@ public:
 
     void Put(std::string_view text) {
         const std::size_t kept = std::min(text.size(), Room());
-        std::memcpy(m_Next, text.data(), kept);
+        CopyShort(m_Next, text.data(), kept);
         m_Next += kept;
         m_Cut += text.size() - kept;
     }
@@ -43,17 +94,25 @@ public:
         m_Next += kept;
         m_Cut += count - kept;
     }
+    void PutDecimal(std::uint64_t number) {
+        const std::size_t length = CountDigits(number);
+        if (length <= Room()) {
+            m_Next += length;
+            WriteDigits(m_Next, number);
+        } else {
+            char digits[kDigitsMax];
+            WriteDigits(digits + length, number);
+            Put({digits, length});
+        }
+    }
     // Copies the format up to its next '%' or its end, which is returned.
     const char* PutPlain(const char* format) {
-        while (*format != '%' && *format != '\0') {
-            if (m_Next == m_End) {
-                const std::size_t rest = std::strcspn(format, "%");
-                m_Cut += rest;
-                return format + rest;
-            }
-            *m_Next++ = *format++;
+        const char* end = format;
+        while (*end != '%' && *end != '\0') {
+            ++end;
         }
-        return format;
+        Put({format, static_cast<std::size_t>(end - format)});
+        return end;
     }
     // Ends the text; returns its whole length, of which `buffer` holds what fits.
     std::size_t Finish(const char* buffer) {
@@ -117,8 +176,7 @@ bool ParseConversion(const char*& format, Conversion& conversion) {
 }
 
 void PutPadded(CMessageWriter& out, const Conversion& conversion, std::string_view text) {
-    const std::size_t padding =
-        text.size() < conversion.Width ? conversion.Width - text.size() : 0;
+    const std::size_t padding = text.size() < conversion.Width ? conversion.Width - text.size() : 0;
     if (!conversion.IsLeft) {
         out.Fill(' ', padding);
     }
@@ -147,15 +205,10 @@ void PutNumber(CMessageWriter& out, const Conversion& conversion, std::string_vi
     }
 }
 
-// The digits of a number at the end of `buffer`.
 std::string_view Decimal(char (&buffer)[kDigitsMax], std::uint64_t number) {
-    char* const end = buffer + kDigitsMax;
-    char* first = end;
-    do {
-        *--first = static_cast<char>('0' + number % 10);
-        number /= 10;
-    } while (number != 0);
-    return {first, static_cast<std::size_t>(end - first)};
+    const std::size_t length = CountDigits(number);
+    WriteDigits(buffer + length, number);
+    return {static_cast<char*>(buffer), length};
 }
 
 std::string_view Hexadecimal(char (&buffer)[kDigitsMax], std::uint64_t number, const char* digits) {
@@ -175,16 +228,17 @@ void PutSigned(CMessageWriter& out, const Conversion& conversion, std::int64_t n
     char buffer[kDigitsMax];
     const auto bits = static_cast<std::uint64_t>(number);
     const bool isNegative = number < 0;
-    PutNumber(out, conversion, isNegative ? "-" : "", Decimal(buffer, isNegative ? 0 - bits : bits));
+    PutNumber(out, conversion, isNegative ? "-" : "",
+              Decimal(buffer, isNegative ? 0 - bits : bits));
 }
 
 void PutUnsigned(CMessageWriter& out, const Conversion& conversion, std::uint64_t number) {
     char buffer[kDigitsMax];
-    PutNumber(out, conversion, "",
-              conversion.Letter == 'u'
-                  ? Decimal(buffer, number)
-                  : Hexadecimal(buffer, number,
-                                conversion.Letter == 'x' ? kLowerDigits : kUpperDigits));
+    PutNumber(
+        out, conversion, "",
+        conversion.Letter == 'u'
+            ? Decimal(buffer, number)
+            : Hexadecimal(buffer, number, conversion.Letter == 'x' ? kLowerDigits : kUpperDigits));
 }
 
 void PutString(CMessageWriter& out, const Conversion& conversion, const char* text) {
@@ -194,54 +248,101 @@ void PutString(CMessageWriter& out, const Conversion& conversion, const char* te
     PutPadded(out, conversion, {text, length});
 }
 
-// False: the conversion is one for vsnprintf.
-bool PutConversion(CMessageWriter& out, const Conversion& conversion, va_list& args) {
+// What vsnprintf has rules of its own for.
+bool IsCommon(const Conversion& conversion) {
     const bool isPlain = conversion.Precision == kNoPrecision;
-    const bool isPlainWord = isPlain && !conversion.IsLong && !conversion.IsZeroPadded;
+    const bool isPlainWord = !conversion.IsLong && !conversion.IsZeroPadded;
     switch (conversion.Letter) {
     case 'd':
     case 'i':
-        PutSigned(out, conversion, conversion.IsLong ? va_arg(args, long) : va_arg(args, int));
-        return isPlain;
     case 'u':
     case 'x':
-    case 'X':
-        PutUnsigned(out, conversion,
-                    conversion.IsLong ? va_arg(args, unsigned long) : va_arg(args, unsigned int));
-        return isPlain;
-    case 's': {
-        const char* const text = va_arg(args, const char*);
-        if (text == nullptr || conversion.IsLong || conversion.IsZeroPadded) {
-            return false;
-        }
-        PutString(out, conversion, text);
-        return true;
-    }
-    case 'c': {
-        const char letter = static_cast<char>(va_arg(args, int));
-        PutPadded(out, conversion, {&letter, 1});
-        return isPlainWord;
-    }
-    case 'p': {
-        char buffer[kDigitsMax];
-        const auto address = reinterpret_cast<std::uintptr_t>(va_arg(args, void*));
-        PutNumber(out, conversion, "0x", Hexadecimal(buffer, address, kLowerDigits));
-        return isPlainWord && address != 0;
-    }
-    case '%':
-        out.Put("%");
-        return isPlainWord && conversion.Width == 0 && !conversion.IsLeft;
+    case 'X': return isPlain;
+    case 's': return isPlainWord;
+    case 'c':
+    case 'p': return isPlain && isPlainWord;
+    case '%': return isPlain && isPlainWord && conversion.Width == 0 && !conversion.IsLeft;
     default: return false;
     }
 }
 
-// The message's length; none when a conversion is one for vsnprintf. `args` is spent either way.
+// A common conversion. False, with nothing written, for a null pointer: vsnprintf has words for it.
+bool PutConversion(CMessageWriter& out, const Conversion& conversion, va_list& args) {
+    switch (conversion.Letter) {
+    case 'd':
+    case 'i':
+        PutSigned(out, conversion, conversion.IsLong ? va_arg(args, long) : va_arg(args, int));
+        return true;
+    case 's': {
+        const char* const text = va_arg(args, const char*);
+        if (text != nullptr) {
+            PutString(out, conversion, text);
+        }
+        return text != nullptr;
+    }
+    case 'c': {
+        const char letter = static_cast<char>(va_arg(args, int));
+        PutPadded(out, conversion, {&letter, 1});
+        return true;
+    }
+    case 'p': {
+        char buffer[kDigitsMax];
+        const auto address = reinterpret_cast<std::uintptr_t>(va_arg(args, void*));
+        if (address != 0) {
+            PutNumber(out, conversion, "0x", Hexadecimal(buffer, address, kLowerDigits));
+        }
+        return address != 0;
+    }
+    case '%': out.Put("%"); return true;
+    default:
+        PutUnsigned(out, conversion,
+                    conversion.IsLong ? va_arg(args, unsigned long) : va_arg(args, unsigned int));
+        return true;
+    }
+}
+
+enum class Outcome { kDone, kNotBare, kNotCommon };
+
+// The bare conversions, which need no look at flags and widths.
+Outcome PutBare(CMessageWriter& out, char letter, va_list& args) {
+    if (letter == 's') {
+        const char* const text = va_arg(args, const char*);
+        if (text == nullptr) {
+            return Outcome::kNotCommon;
+        }
+        out.Put({text, std::strlen(text)});
+        return Outcome::kDone;
+    }
+    if (letter == 'u') {
+        out.PutDecimal(va_arg(args, unsigned int));
+        return Outcome::kDone;
+    }
+    if (letter == 'd') {
+        const std::int64_t number = va_arg(args, int);
+        if (number < 0) {
+            out.Put("-");
+        }
+        out.PutDecimal(static_cast<std::uint64_t>(number < 0 ? -number : number));
+        return Outcome::kDone;
+    }
+    return Outcome::kNotBare;
+}
+
+// The message's length; kNotCommon when a conversion is one for vsnprintf: what is written then is
+// the beginning of what vsnprintf writes. `args` is spent either way.
+constexpr int kNotCommon = -1;
 int FormatCommon(char* buffer, std::size_t size, const char* format, va_list& args) {
-    constexpr int kNotCommon = -1;
     CMessageWriter out(buffer, size);
     for (format = out.PutPlain(format); *format != '\0'; format = out.PutPlain(format)) {
+        ++format;
+        const Outcome bare = PutBare(out, *format, args);
+        if (bare == Outcome::kDone) {
+            ++format;
+            continue;
+        }
         Conversion conversion;
-        if (!ParseConversion(++format, conversion) || !PutConversion(out, conversion, args)) {
+        if (bare == Outcome::kNotCommon || !ParseConversion(format, conversion) ||
+            !IsCommon(conversion) || !PutConversion(out, conversion, args)) {
             return kNotCommon;
         }
     }

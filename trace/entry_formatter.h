@@ -4,7 +4,6 @@
 #include <cstdarg>
 #include <cstddef>
 
-
 namespace trace {
 
 // What vsnprintf(buffer, size, format, args) writes and returns, to the byte; `size` is above 0.
