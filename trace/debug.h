@@ -1,9 +1,9 @@
 // The trace object `Debug`: levels, targets, log file and ring buffer of the process.
 //
 // Everything that the system reports goes through the one global instance. The hot path is short:
-// a level test without the lock, then, under the lock, an entry composed in the object's own buffer
-// and one copy into the shared mapping. No operation throws or reports a failure to its caller;
-// a cancelled thread unwinds through every operation and leaves the lock free.
+// a level test without the lock, then, under the lock, an entry composed in the shared mapping; the
+// essay on it stands in debug_ring_buffer.cpp. No operation throws or reports a failure to its
+// caller; a cancelled thread unwinds through every operation and leaves the lock free.
 //
 // Files of the class: debug_print (operations and dispatch), debug_entry (composing),
 // debug_log_file, debug_ring_buffer, debug_log_header, debug_config (settings and their update),
@@ -20,6 +20,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "base/critical_section.h"
 #include "base/file_mapping.h"
@@ -110,6 +111,7 @@ private:
     Entry Compose(const char* fmt, va_list args, const char* source) MORLA_PRINTF(2, 0);
     static std::size_t CloseEntry(char* text, std::size_t length);
     std::size_t SetEntryHeader(char* buffer, std::size_t size, const char* source);
+    std::string_view EntryHeader(const char* source);
     std::size_t ReadResidentKilobytes();
 
     // debug_log_file
@@ -123,7 +125,9 @@ private:
     bool PrefillRingBuffer(std::size_t size);
     void CloseRingBuffer();
     void TraceToRingBuffer(const char* fmt, va_list args, const char* source) MORLA_PRINTF(2, 0);
-    void AddLongToRingBuffer(const Entry& entry, const char* fmt, va_list args, const char* source)
+    std::size_t ComposeInRing(const char* fmt, va_list args, const char* source) MORLA_PRINTF(2, 0);
+    void ComposeAside(const char* fmt, va_list args, const char* source) MORLA_PRINTF(2, 0);
+    void ComposeLong(std::size_t messageLength, const char* fmt, va_list args, const char* source)
         MORLA_PRINTF(3, 0);
     void AddToRingBuffer(char* entry, std::size_t length);
     void WrapRingBuffer();
@@ -135,7 +139,6 @@ private:
     void WriteInternalValues(unsigned int target);
 
     // debug_config
-    bool IsUpdateDue() const;
     void UpdateConfig();
     void ReadConfigFiles(const char* applName, struct dirent** files, int count);
     void ReadApplicationSection();
@@ -154,8 +157,11 @@ private:
     void CompressInitRing();
 
     // debug_print
+    bool IsUpdateDue() const;
     template <typename Writer>
     void Guarded(Writer writer);
+    void PrintUnderLock(unsigned int level, const char* fmt, va_list args, bool isUpdateDue)
+        MORLA_PRINTF(3, 0);
     void TraceToTarget(unsigned int target, const char* fmt, va_list args, const char* source)
         MORLA_PRINTF(3, 0);
 
@@ -210,10 +216,12 @@ private:
 
     trace::CVariableTable m_Environment{trace::EnvironmentNames()};
     trace::CVariableTable m_AgentConfiguration{trace::AgentConfigurationNames()};
-    trace::CEntryClock m_Clock;      // the time text of the current second
+    trace::CEntryClock m_Clock;  // the time text of the current second
+    trace::CLastHeader m_LastHeader;
     std::int64_t m_LogFilePos{};     // offset of the next log entry
     CUniqueFd m_StatusFile;          // the process's status file, for the memory column
     std::int32_t m_StatusFilePid{};  // whose status file that is
+    std::size_t m_StatusLine{};      // where the line with the resident size stood in it
     bool m_IsWrappingRing{};         // a header that does not fit must not wrap again
 };
 

@@ -114,17 +114,6 @@ void CDebug::ReadWeightOfApplication() {
         NumberFromEnvironment(trace::WeightVariable(ApplName()).Name, m_RingBufferWeight);
 }
 
-// Outside [last check, last check + period): a clock that was set back makes a check due as well.
-bool CDebug::IsUpdateDue() const {
-    const std::uint32_t period = m_DynamicUpdate.load(std::memory_order_relaxed);
-    if (period == 0) {
-        return false;
-    }
-    const std::int64_t now = std::time(nullptr);
-    const std::int64_t last = m_LastDynamicCheck.load(std::memory_order_relaxed);
-    return now < last || now >= last + period;
-}
-
 // Under the lock. Asks again whether the check is due: another thread may just have made it.
 void CDebug::UpdateConfig() {
     if (!IsUpdateDue()) {

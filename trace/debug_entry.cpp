@@ -4,17 +4,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "base/paths.h"
 #include "trace/debug.h"
+#include "trace/entry_formatter.h"
 
 // Writes header and message to m_InternalDebugBuffer; a message that is too long is cut there.
 CDebug::Entry CDebug::Compose(const char* fmt, va_list args, const char* source) {
     Entry entry{.HeaderLength = SetEntryHeader(m_InternalDebugBuffer, trace::kHeaderSize, source),
                 .MessageLength = 0};
     const int length =
-        std::vsnprintf(m_InternalDebugBuffer + entry.HeaderLength, trace::kMessageSize + 1,
-                       trace::SkipLeadingNewlines(fmt), args);
+        trace::FormatMessage(m_InternalDebugBuffer + entry.HeaderLength, trace::kMessageSize + 1,
+                             trace::SkipLeadingNewlines(fmt), args);
     entry.MessageLength = static_cast<std::size_t>(std::max(length, 0));
     return entry;
 }
@@ -28,18 +30,30 @@ std::size_t CDebug::CloseEntry(char* text, std::size_t length) {
 }
 
 std::size_t CDebug::SetEntryHeader(char* buffer, std::size_t size, const char* source) {
+    const std::string_view header = EntryHeader(source);
+    const std::size_t length = std::min(header.size(), size);
+    std::memcpy(buffer, header.data(), length);
+    return length;
+}
+
+// The header of an entry that is made now; valid until the next one.
+std::string_view CDebug::EntryHeader(const char* source) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    if (source == nullptr) {
-        source = ApplName();
-    }
+    const auto threadId = static_cast<std::uint32_t>(pthread_self());
     const bool hasMemory = m_MemoryTracesFlag != 0;
-    return trace::FormatEntryHeader(buffer, size,
-                                    {.Time = m_Clock.Format(now),
-                                     .ThreadId = static_cast<std::uint32_t>(pthread_self()),
-                                     .Source = source,
-                                     .HasMemory = hasMemory,
-                                     .ResidentKilobytes = hasMemory ? ReadResidentKilobytes() : 0});
+    const bool isUsual = source == nullptr && !hasMemory;
+    if (isUsual) {
+        if (const std::string_view last = m_LastHeader.Repeat(now, threadId); !last.empty()) {
+            return last;
+        }
+    }
+    const trace::EntryHeader header{.Time = m_Clock.Format(now),
+                                    .ThreadId = threadId,
+                                    .Source = source != nullptr ? source : ApplName(),
+                                    .HasMemory = hasMemory,
+                                    .ResidentKilobytes = hasMemory ? ReadResidentKilobytes() : 0};
+    return isUsual ? m_LastHeader.Write(now, header) : m_LastHeader.WriteOnce(header);
 }
 
 // Reads the status file that stays open from entry to entry. A forked child opens its own: the
@@ -52,6 +66,7 @@ std::size_t CDebug::ReadResidentKilobytes() {
     }
     char status[4096];
     const ssize_t length = pread(m_StatusFile.Get(), status, sizeof status, 0);
-    return length > 0 ? trace::ParseResidentKilobytes({status, static_cast<std::size_t>(length)})
+    return length > 0 ? trace::ParseResidentKilobytes({status, static_cast<std::size_t>(length)},
+                                                      m_StatusLine)
                       : 0;
 }

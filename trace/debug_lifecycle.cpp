@@ -61,6 +61,7 @@ bool CDebug::Start(const char* applName) {
 void CDebug::RecordProcess(const char* applName) {
     if (applName != nullptr && *applName != '\0') {
         m_ApplName = CopyOfText(applName);
+        m_LastHeader.Forget();
     }
     m_Pid = getpid();
     const time_t now = std::time(nullptr);

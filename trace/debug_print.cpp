@@ -22,12 +22,15 @@ bool CDebug::IsMaster() {
     return true;
 }
 
-void CDebug::Print(unsigned int level, const char* fmt, ...) {
-    if (fmt == nullptr) {
-        return;
+// A variadic function saves its arguments before its first statement runs, so this one does nothing
+// else before the level test; and it has no buffer that the stack protector could watch.
+__attribute__((no_stack_protector)) void CDebug::Print(unsigned int level, const char* fmt, ...) {
+    if (!IsLevelActive(level)) [[likely]] {
+        if (m_DynamicUpdate.load(std::memory_order_relaxed) == 0) [[likely]] {
+            return;
+        }
     }
-    // The test that PrintV makes, without preparing the values of an entry that will be dropped.
-    if (!IsLevelActive(level) && !IsUpdateDue()) {
+    if (fmt == nullptr) {
         return;
     }
     va_list args;
@@ -36,11 +39,27 @@ void CDebug::Print(unsigned int level, const char* fmt, ...) {
     va_end(args);
 }
 
-void CDebug::PrintV(unsigned int level, const char* fmt, va_list args) {
+// Not inlined: Print would save registers for it before its own test.
+__attribute__((noinline)) void CDebug::PrintV(unsigned int level, const char* fmt, va_list args) {
     const bool isUpdateDue = IsUpdateDue();
-    if (!isUpdateDue && !IsLevelActive(level)) {
-        return;
+    if (isUpdateDue || IsLevelActive(level)) {
+        PrintUnderLock(level, fmt, args, isUpdateDue);
     }
+}
+
+// Outside [last check, last check + period): a clock that was set back makes a check due as well.
+bool CDebug::IsUpdateDue() const {
+    const std::uint32_t period = m_DynamicUpdate.load(std::memory_order_relaxed);
+    if (period == 0) {
+        return false;
+    }
+    const std::int64_t last = m_LastDynamicCheck.load(std::memory_order_relaxed);
+    const std::int64_t now = std::time(nullptr);
+    return now < last || now >= last + period;
+}
+
+__attribute__((noinline)) void CDebug::PrintUnderLock(unsigned int level, const char* fmt,
+                                                      va_list args, bool isUpdateDue) {
     Guarded([&] {
         if (isUpdateDue) {
             UpdateConfig();

@@ -1,13 +1,27 @@
 // The ring buffer: a text file of fixed size, mapped into memory and written in a circle.
 //
-// The mapping is shared with the file, so an entry is part of the file as soon as it is copied:
-// it survives the death of the process, and costs no system call. Behind the newest entry stands
-// the end marker, which the next entry overwrites. docs/formats.md describes the file.
+// The mapping is shared with the file, so an entry is part of the file as soon as it is there: it
+// survives the death of the process, and costs no system call. Behind the newest entry stands the
+// end marker, which the next entry overwrites. docs/formats.md describes the file.
+//
+// How an entry becomes cheap and stays whole. Nearly every entry is composed where it stays: its
+// header from the sixteenth byte on, its message and the next end marker first, behind the marker
+// of the entry before; then the header's first sixteen bytes, in one move, in place of that marker.
+// A process that is killed or crashes on a bad pointer in between leaves the entries before it and
+// their marker as they were. An entry that is long, or near the end of the ring, is composed aside
+// and copied as before. Around this:
+// - the level test, the dispatch and the lock are in debug_print.cpp and base/critical_section.h;
+// - the header repeats that of the entry before but for the milliseconds, while second and thread
+//   are the same (trace::CLastHeader): no calendar, no local time, no copying together of parts;
+// - the message is formatted without a stream where it can be (trace/entry_formatter.cpp);
+// - the clock is read once, through the vDSO; it is the largest single part of what is left.
+// docs/performance.md has the figures, and what was tried and did not pay.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -15,12 +29,17 @@
 #include "base/cancellation.h"
 #include "base/error_text.h"
 #include "trace/debug.h"
+#include "trace/entry_formatter.h"
 
 namespace {
 
+// The end marker's length as a constant, so that it is one move.
+constexpr std::size_t kMarkLength = 16;
+static_assert(kMarkLength < trace::kShortestHeader);
+
 constexpr char kNoMemoryNote[] = "\n## ERROR: No memory: Output Truncated!\n";
 constexpr char kTooBigNote[] = "\n## WARNING: TRACE-SIZE TOO BIG: Output Truncated!\n";
-static_assert(trace::kHeaderSize + trace::kMessageSize + sizeof kTooBigNote <=
+static_assert(trace::kHeaderSize + trace::kMessageSize + sizeof kTooBigNote + kMarkLength <=
               trace::kEntryBufferSize);
 
 // Room beside the message in the buffer of a long entry: header, newline, terminator.
@@ -94,36 +113,72 @@ void CDebug::TraceToRingBuffer(const char* fmt, va_list args, const char* source
     }
     va_list secondPass;
     va_copy(secondPass, args);
-    const Entry entry = Compose(fmt, args, source);
-    if (entry.MessageLength <= trace::kMessageSize) {
-        AddToRingBuffer(m_InternalDebugBuffer, entry.HeaderLength + entry.MessageLength);
-    } else {
-        AddLongToRingBuffer(entry, fmt, secondPass, source);
+    if (m_RingBufferPos + trace::kEntryBufferSize > m_RingBufferSize) {
+        ComposeAside(fmt, secondPass, source);
+    } else if (const std::size_t length = ComposeInRing(fmt, args, source);
+               length > trace::kMessageSize) {
+        ComposeLong(length, fmt, secondPass, source);
     }
     va_end(secondPass);
 }
 
-// A message that the entry buffer cut: formatted again as a whole where it may be, else kept cut
-// with a note.
-void CDebug::AddLongToRingBuffer(const Entry& entry, const char* fmt, va_list args,
-                                 const char* source) {
+// Writes an entry where it stays; there is room for one that is not long. Returns the message's
+// length. A long message leaves the ring's text as it was up to and with its end marker.
+std::size_t CDebug::ComposeInRing(const char* fmt, va_list args, const char* source) {
+    char* const entry = m_RingBufferMap.Data() + m_RingBufferPos;
+    const std::string_view header = EntryHeader(source);
+    std::memcpy(entry + kMarkLength, header.data() + kMarkLength, header.size() - kMarkLength);
+    const int messageLength = trace::FormatMessage(entry + header.size(), trace::kMessageSize + 1,
+                                                   trace::SkipLeadingNewlines(fmt), args);
+    const auto kept = static_cast<std::size_t>(std::max(messageLength, 0));
+    if (kept > trace::kMessageSize) {
+        return kept;
+    }
+    const std::size_t length = CloseEntry(entry, header.size() + kept);
+    std::memcpy(entry + length, m_Trailer, kMarkLength);
+    // Until here the entry before is the newest, whatever happens to the process.
+    std::atomic_signal_fence(std::memory_order_release);
+    std::memcpy(entry, header.data(), kMarkLength);
+    m_RingBufferPos += length;
+    return kept;
+}
+
+// An entry near the end of the ring.
+void CDebug::ComposeAside(const char* fmt, va_list args, const char* source) {
+    va_list secondPass;
+    va_copy(secondPass, args);
+    const Entry entry = Compose(fmt, args, source);
+    if (entry.MessageLength <= trace::kMessageSize) {
+        AddToRingBuffer(m_InternalDebugBuffer, entry.HeaderLength + entry.MessageLength);
+    } else {
+        ComposeLong(entry.MessageLength, fmt, secondPass, source);
+    }
+    va_end(secondPass);
+}
+
+// A message that does not fit the entry buffer: formatted again as a whole where it may be, else
+// kept cut with a note.
+void CDebug::ComposeLong(std::size_t messageLength, const char* fmt, va_list args,
+                         const char* source) {
     const char* note = kTooBigNote;
-    if (entry.MessageLength <= m_RingBufferSize / 10) {
+    if (messageLength <= m_RingBufferSize / 10) {
         const std::unique_ptr<char[]> buffer(
-            new (std::nothrow) char[entry.MessageLength + kLongEntryExtra]);
+            new (std::nothrow) char[messageLength + kLongEntryExtra]);
         if (buffer != nullptr) {
             const std::size_t header = SetEntryHeader(buffer.get(), trace::kHeaderSize, source);
-            const int length = std::vsnprintf(buffer.get() + header, entry.MessageLength + 1,
-                                              trace::SkipLeadingNewlines(fmt), args);
+            const int length = trace::FormatMessage(buffer.get() + header, messageLength + 1,
+                                                    trace::SkipLeadingNewlines(fmt), args);
             // A text that changed meanwhile and grew is cut at the length that it had.
             const std::size_t kept =
-                std::min(static_cast<std::size_t>(std::max(length, 0)), entry.MessageLength);
+                std::min(static_cast<std::size_t>(std::max(length, 0)), messageLength);
             AddToRingBuffer(buffer.get(), header + kept);
             return;
         }
         note = kNoMemoryNote;
     }
-    const std::size_t kept = entry.HeaderLength + trace::kMessageSize;
+    const Entry entry = Compose(fmt, args, source);
+    const std::size_t kept =
+        entry.HeaderLength + std::min(entry.MessageLength, trace::kMessageSize);
     const std::size_t noteLength = std::strlen(note);
     std::memcpy(m_InternalDebugBuffer + kept, note, noteLength);
     AddToRingBuffer(m_InternalDebugBuffer, kept + noteLength);

@@ -12,6 +12,7 @@ namespace {
 constexpr std::string_view kNoTime = "yyyy-mm-dd hh:mm:ss.mmm";
 constexpr std::size_t kMillisecondsSize = 4;  // ".mmm"
 constexpr std::size_t kSecondTextSize = 22;
+constexpr std::size_t kUsualSecondLength = 19;  // "yyyy-mm-dd hh:mm:ss"
 
 // Appends to a buffer and cuts what does not fit.
 class CHeaderWriter {
@@ -63,6 +64,15 @@ private:
     char* m_End;
 };
 
+// ".mmm"
+void WriteMilliseconds(char* text, const timespec& now) {
+    const auto milliseconds = static_cast<unsigned int>(now.tv_nsec / 1'000'000);
+    text[0] = '.';
+    text[1] = static_cast<char>('0' + milliseconds / 100);
+    text[2] = static_cast<char>('0' + milliseconds / 10 % 10);
+    text[3] = static_cast<char>('0' + milliseconds % 10);
+}
+
 }  // namespace
 
 std::string_view CEntryClock::Format(const timespec& now) {
@@ -78,13 +88,32 @@ std::string_view CEntryClock::Format(const timespec& now) {
     if (!m_IsReadable) {
         return kNoTime;
     }
-    const auto milliseconds = static_cast<unsigned int>(now.tv_nsec / 1'000'000);
-    char* text = m_Text + m_SecondLength;
-    text[0] = '.';
-    text[1] = static_cast<char>('0' + milliseconds / 100);
-    text[2] = static_cast<char>('0' + milliseconds / 10 % 10);
-    text[3] = static_cast<char>('0' + milliseconds % 10);
+    WriteMilliseconds(m_Text + m_SecondLength, now);
     return {static_cast<const char*>(m_Text), m_SecondLength + kMillisecondsSize};
+}
+
+std::string_view CLastHeader::Repeat(const timespec& now, std::uint32_t threadId) {
+    if (!m_IsRepeatable || now.tv_sec != m_Second || threadId != m_ThreadId) {
+        return {};
+    }
+    WriteMilliseconds(m_Text + kUsualSecondLength, now);
+    return {static_cast<const char*>(m_Text), m_Length};
+}
+
+std::string_view CLastHeader::Write(const timespec& now, const EntryHeader& header) {
+    m_Second = now.tv_sec;
+    m_ThreadId = header.ThreadId;
+    const std::string_view text = WriteOnce(header);
+    // A year of five digits, or a time that cannot be formatted, has its milliseconds elsewhere.
+    m_IsRepeatable = text.size() > kUsualSecondLength && text[kUsualSecondLength] == '.' &&
+                     text[0] != kNoTime[0];
+    return text;
+}
+
+std::string_view CLastHeader::WriteOnce(const EntryHeader& header) {
+    m_IsRepeatable = false;
+    m_Length = FormatEntryHeader(m_Text, sizeof m_Text, header);
+    return {static_cast<const char*>(m_Text), m_Length};
 }
 
 std::size_t FormatEntryHeader(char* buffer, std::size_t size, const EntryHeader& header) {
@@ -112,9 +141,12 @@ const char* SkipLeadingNewlines(const char* format) {
     return *text == '\0' ? format : text;
 }
 
-std::size_t ParseResidentKilobytes(std::string_view status) {
+std::size_t ParseResidentKilobytes(std::string_view status, std::size_t& line) {
     constexpr std::string_view kKey = "VmRSS:";
-    std::size_t line = 0;
+    if (line > status.size() || (line > 0 && status[line - 1] != '\n') ||
+        status.substr(line, kKey.size()) != kKey) {
+        line = 0;
+    }
     while (status.substr(line, kKey.size()) != kKey) {
         const std::size_t end = status.find('\n', line);
         if (end == std::string_view::npos) {
