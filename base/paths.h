@@ -23,6 +23,7 @@ inline constexpr char kProc[] = "/proc";
 inline constexpr char kProcSelfUidMap[] = "/proc/self/uid_map";
 inline constexpr char kProcSelfGidMap[] = "/proc/self/gid_map";
 inline constexpr char kProcSelfSetgroups[] = "/proc/self/setgroups";
+inline constexpr char kNullDevice[] = "/dev/null";
 
 // The reference switch library and its modules.
 inline constexpr char kSwitchConfigFile[] = "/etc/quorvat/switch.ini";

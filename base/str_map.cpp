@@ -19,10 +19,10 @@ CStrMap::~CStrMap() {
 }
 
 int CStrMap::compare(const char* left, const char* right) {
-    if (left == nullptr || right == nullptr) {
-        return static_cast<int>(left == nullptr) - static_cast<int>(right == nullptr);
+    if (left != nullptr && right != nullptr) [[likely]] {
+        return std::strcmp(left, right);
     }
-    return std::strcmp(left, right);
+    return static_cast<int>(left == nullptr) - static_cast<int>(right == nullptr);
 }
 
 // The last block that begins with a name which is not greater; the first when there is none.

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "base/paths.h"
+
 namespace bench {
 
 pid_t StartProgram(const std::vector<std::string>& words, bool isQuiet) {
@@ -21,7 +23,7 @@ pid_t StartProgram(const std::vector<std::string>& words, bool isQuiet) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     if (isQuiet) {
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, paths::kNullDevice, O_WRONLY, 0);
         posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     }
     pid_t pid = 0;

@@ -14,7 +14,7 @@ add_library(morla_options INTERFACE)
 target_include_directories(morla_options INTERFACE "${CMAKE_SOURCE_DIR}")
 target_link_libraries(morla_options INTERFACE Threads::Threads)
 target_compile_options(morla_options INTERFACE
-    -fPIC -g -fno-plt -fasynchronous-unwind-tables
+    -fPIC -g -fno-plt -fasynchronous-unwind-tables -ffunction-sections
     -Wall -Wextra -Wpedantic -Werror
     -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wmissing-declarations -Wcast-align
     "$<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual>")
@@ -24,7 +24,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         "$<$<COMPILE_LANGUAGE:CXX>:-Wuseless-cast;-Wsuggest-override>")
 endif()
 
-target_link_options(morla_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+# Functions that nobody calls are left out: the daemon's code is memory that it has to itself.
+target_link_options(morla_options INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--gc-sections)
 if(MORLA_FUZZ)
     # Fuzz targets add the engine itself when they are linked (fuzz/CMakeLists.txt). What clang
     # warns of beyond g++ is no error: the ordinary build is the one that holds to warnings.

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# ./dev bench: builds with release flags under build/bench/ and runs the comparisons in a private
+# ./dev bench: builds what is shipped (optimised, NDEBUG) under build/bench/ and runs the comparisons in a private
 # root; the plots of the cost as work grows go to build/bench/plots/.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -31,7 +31,7 @@ done
 
 need "${build_packages[@]}" pkg-config python3 libspdlog-dev libgoogle-glog-dev libboost-log-dev \
     liblog4cplus-dev libinih-dev libglib2.0-dev libsqlite3-dev dmidecode pciutils
-configure build/bench -DMORLA_BENCH=ON -DCMAKE_BUILD_TYPE=Release
+configure build/bench -DMORLA_BENCH=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build/bench -j 2 --target morla_bench >&2
 
 # The private root lets programs write below the build folder only.

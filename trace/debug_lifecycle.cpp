@@ -151,7 +151,7 @@ void CDebug::SetApplInitDone() {
 
 void CDebug::EndInitialization() {
     if (m_LogFile != nullptr) {
-        m_LogFileInitEndOffset = ftello(m_LogFile.get());
+        m_LogFileInitEndOffset = lseek(fileno(m_LogFile.get()), 0, SEEK_CUR);
         m_LogFileCntInitEnd = static_cast<std::uint32_t>(m_LogFileInitEndOffset);
     }
     if (m_Target != kTargetRingBuffer) {

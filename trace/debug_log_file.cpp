@@ -1,6 +1,6 @@
-// The log file: one flushed write per entry, and a wrap back to the end of the start-up part.
-#include <stdio_ext.h>
+// The log file: one write per entry, and a wrap back to the end of the start-up part.
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,8 +11,6 @@
 
 void CDebug::OpenLogFile() {
     SetTracePath(m_LogFilePath, "");
-    // "c": no write is a cancellation point. A thread unwound in the middle of one would leave its
-    // entry in the stream and the count and the position behind.
     m_LogFile.reset(std::fopen(m_LogFilePath, "w+ce"));
     m_LogFilePos = 0;
     if (m_LogFile == nullptr) {
@@ -34,36 +32,35 @@ void CDebug::TraceToLogFile(const char* fmt, va_list args, const char* source) {
     }
 }
 
-// Writes and flushes `length` bytes as one piece and returns how many are in the file: all, or none
-// where the file system has no room. Then nothing of the entry stays behind: not in the stream,
-// which would deliver it later, and not at the end of the file, where the next entry would follow
-// half a line.
+// Writes `length` bytes as one piece and returns how many are in the file: all, or none where the
+// file system has no room. Then nothing of the entry stays behind at the end of the file, where the
+// next entry would follow half a line. The stream's buffer is passed by: it would only be a copy
+// more, and the bare call is no cancellation point, so that an entry and its count belong together.
 std::uint32_t CDebug::WriteToLogFile(const char* text, std::size_t length) {
-    std::FILE* file = m_LogFile.get();
-    if (fwrite_unlocked(text, 1, length, file) == length && fflush_unlocked(file) == 0) {
+    const int file = fileno_unlocked(m_LogFile.get());
+    if (syscall(SYS_write, file, text, length) == static_cast<long>(length)) {
         m_LogFilePos += static_cast<std::int64_t>(length);
         return static_cast<std::uint32_t>(length);
     }
-    __fpurge(file);
-    clearerr_unlocked(file);
-    const off_t reached = lseek(fileno_unlocked(file), 0, SEEK_CUR);
+    const off_t reached = lseek(file, 0, SEEK_CUR);
     struct stat status {};
-    const bool isAtEnd = fstat(fileno_unlocked(file), &status) == 0 && status.st_size == reached;
-    if (isAtEnd && ftruncate(fileno_unlocked(file), m_LogFilePos) != 0) {
+    const bool isAtEnd = fstat(file, &status) == 0 && status.st_size == reached;
+    if (isAtEnd && ftruncate(file, m_LogFilePos) != 0) {
         return 0;  // the position stays behind the torn line
     }
-    (void)fseeko(file, m_LogFilePos, SEEK_SET);
+    (void)lseek(file, m_LogFilePos, SEEK_SET);
     return 0;
 }
 
 // Continues behind the start-up part, which is never overwritten. The file is not cut: older
 // entries stay behind the writing position until they are overwritten.
 void CDebug::WrapLogFile() {
-    if (fseeko(m_LogFile.get(), m_LogFileInitEndOffset, SEEK_SET) != 0) {
+    const int file = fileno_unlocked(m_LogFile.get());
+    if (lseek(file, m_LogFileInitEndOffset, SEEK_SET) < 0) {
         const int error = errno;
         syslog(LOG_ERR, "ERROR: fseek failed for %s (errno=%d) --> rewind it\n", m_LogFilePath,
                error);
-        std::rewind(m_LogFile.get());
+        (void)lseek(file, 0, SEEK_SET);
         m_LogFilePos = 0;
     } else {
         m_LogFilePos = m_LogFileInitEndOffset;

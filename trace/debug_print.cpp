@@ -3,6 +3,21 @@
 
 #include "trace/debug.h"
 
+namespace {
+
+// Outside [last check, last check + period): a clock that was set back makes a check due as well.
+// The period is in seconds; 0 is never.
+inline bool IsDue(std::uint32_t period, const std::atomic<std::int64_t>& lastCheck) {
+    if (period == 0) {
+        return false;
+    }
+    const std::int64_t last = lastCheck.load(std::memory_order_relaxed);
+    const std::int64_t now = std::time(nullptr);
+    return now < last || now >= last + period;
+}
+
+}  // namespace
+
 // Runs `writer` under the lock. Nothing it raises reaches the caller, except the unwinding of a
 // cancelled thread, which must go on; the guard frees the lock on that way too.
 template <typename Writer>
@@ -41,21 +56,15 @@ __attribute__((no_stack_protector)) void CDebug::Print(unsigned int level, const
 
 // Not inlined: Print would save registers for it before its own test.
 __attribute__((noinline)) void CDebug::PrintV(unsigned int level, const char* fmt, va_list args) {
-    const bool isUpdateDue = IsUpdateDue();
+    const bool isUpdateDue =
+        IsDue(m_DynamicUpdate.load(std::memory_order_relaxed), m_LastDynamicCheck);
     if (isUpdateDue || IsLevelActive(level)) {
         PrintUnderLock(level, fmt, args, isUpdateDue);
     }
 }
 
-// Outside [last check, last check + period): a clock that was set back makes a check due as well.
 bool CDebug::IsUpdateDue() const {
-    const std::uint32_t period = m_DynamicUpdate.load(std::memory_order_relaxed);
-    if (period == 0) {
-        return false;
-    }
-    const std::int64_t last = m_LastDynamicCheck.load(std::memory_order_relaxed);
-    const std::int64_t now = std::time(nullptr);
-    return now < last || now >= last + period;
+    return IsDue(m_DynamicUpdate.load(std::memory_order_relaxed), m_LastDynamicCheck);
 }
 
 __attribute__((noinline)) void CDebug::PrintUnderLock(unsigned int level, const char* fmt,

@@ -79,8 +79,7 @@ void CopyShort(char* to, const char* from, std::size_t length) {
 // Counts everything and keeps what fits.
 class CMessageWriter {
 public:
-    CMessageWriter(char* buffer, std::size_t size)
-        : m_Next(buffer), m_End(buffer + size - 1), m_Cut(0) {}
+    CMessageWriter(char* buffer, std::size_t size) : m_Next(buffer), m_End(buffer + size - 1) {}
 
     void Put(std::string_view text) {
         const std::size_t kept = std::min(text.size(), Room());
@@ -125,7 +124,7 @@ private:
 
     char* m_Next;
     char* m_End;  // the terminator's place is kept free
-    std::size_t m_Cut;
+    std::size_t m_Cut = 0;
 };
 
 // A conversion as the format has it.

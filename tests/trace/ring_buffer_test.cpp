@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -296,6 +297,31 @@ TEST_F(RingBuffer, LockIsFreeAfterAThreadWasCancelledInsideAPrint) {
     // By another thread: hangs when the lock was left held.
     debug.Print(1, "afterwards");
     EXPECT_TRUE(ReadFile(kInitRing).find("afterwards\n") != std::string::npos);
+}
+
+// Killed at any moment, also in the middle of an entry, a process leaves an entry that is whole in
+// front of the last end marker.
+TEST_F(RingBuffer, EndsWithAWholeEntryWheneverTheProcessDies) {
+    for (unsigned int round = 0; round < 12; ++round) {
+        CDebug& debug = StartActiveRing();
+        const pid_t child = fork();
+        if (child == 0) {
+            while (true) {
+                debug.Print(1, "%d and %s, whole", 4711, "a text");
+            }
+        }
+        ASSERT_GT(child, 0);
+        while (NewestEntry(ReadFile(kActiveRing)).find("whole") == std::string::npos) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(100 + 37 * round));
+        kill(child, SIGKILL);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        const std::string ring = ReadFile(kActiveRing);
+        const std::size_t marker = ring.rfind(kEndMarker);
+        ASSERT_NE(marker, std::string::npos);
+        EXPECT_TRUE(ring.substr(0, marker).ends_with("4711 and a text, whole\n"));
+    }
 }
 
 }  // namespace
