@@ -36,8 +36,11 @@ std::size_t FindBatchSize(const Work& work, Clock clock) {
 }  // namespace
 
 double Now(Clock clock) {
+    const clockid_t id = clock == Clock::kThread    ? CLOCK_THREAD_CPUTIME_ID
+                         : clock == Clock::kProcess ? CLOCK_PROCESS_CPUTIME_ID
+                                                    : CLOCK_MONOTONIC;
     timespec now{};
-    clock_gettime(clock == Clock::kThread ? CLOCK_THREAD_CPUTIME_ID : CLOCK_MONOTONIC, &now);
+    clock_gettime(id, &now);
     return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
 }
 

@@ -33,8 +33,9 @@ struct Ratio {
 };
 
 enum class Clock {
-    kThread,  // the processor time of the calling thread: others on the core do not count
-    kWall,    // for work that other threads or processes take part in
+    kThread,   // the processor time of the calling thread: others on the core do not count
+    kProcess,  // the same of all threads of this process
+    kWall,     // for work that other threads or processes take part in
 };
 
 // A sample of the time that one call takes. A batch is as many calls as fill some milliseconds.

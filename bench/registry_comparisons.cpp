@@ -25,10 +25,12 @@ std::string ValueName(std::size_t value) {
     return "Value" + std::to_string(value % kKeyValues);
 }
 
-// The tree of this process, and its file, with that many numbers; not fewer than there are already.
+// The tree of this process, and its file, with that many numbers.
 void FillRegistry(std::size_t valueCount) {
     std::filesystem::create_directories(paths::kRegistryDirectory);
     CRegistry key;
+    key.Open("HKEY_LOCAL_MACHINE", nullptr, -1);
+    key.DeleteKey("SOFTWARE");
     for (std::size_t i = 0; i < valueCount; ++i) {
         if (i % kKeyValues == 0 &&
             key.CreateKey(CRegistry::Hive(RegistryHive::LocalMachine),
