@@ -4,11 +4,33 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "base/paths.h"
 #include "trace/debug.h"
 #include "trace/entry_formatter.h"
+
+namespace {
+
+// The id of this process, asked for once and again in a forked child: getpid is a system call.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one for the process
+constinit std::atomic<pid_t> OwnPid{0};
+
+pid_t ProcessId() {
+    const pid_t known = OwnPid.load(std::memory_order_relaxed);
+    if (known != 0) {
+        return known;
+    }
+    static const bool isWatched = pthread_atfork(nullptr, nullptr, [] { OwnPid = 0; }) == 0;
+    const pid_t pid = getpid();
+    if (isWatched) {
+        OwnPid.store(pid, std::memory_order_relaxed);
+    }
+    return pid;
+}
+
+}  // namespace
 
 // Writes header and message to m_InternalDebugBuffer; a message that is too long is cut there.
 CDebug::Entry CDebug::Compose(const char* fmt, va_list args, const char* source) {
@@ -59,7 +81,7 @@ std::string_view CDebug::EntryHeader(const char* source) {
 // Reads the status file that stays open from entry to entry. A forked child opens its own: the
 // parent's would go on telling the parent's figures.
 std::size_t CDebug::ReadResidentKilobytes() {
-    const pid_t pid = getpid();
+    const pid_t pid = ProcessId();
     if (!m_StatusFile.IsValid() || m_StatusFilePid != pid) {
         m_StatusFile.Reset(open(paths::kProcSelfStatus, O_RDONLY | O_CLOEXEC));
         m_StatusFilePid = pid;
