@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
-#include <memory>
+#include <optional>
 #include <utility>
 
 namespace bench {
@@ -50,6 +50,10 @@ double Median(std::vector<double> values) {
 
 Sample TimePerCall(Work work, Clock clock) {
     return [work = std::move(work), clock, count = std::size_t{0}]() mutable {
+        std::optional<CPinnedToOneCore> pinned;
+        if (clock == Clock::kThread) {
+            pinned.emplace();
+        }
         if (count == 0) {
             count = FindBatchSize(work, clock);
         }
