@@ -26,8 +26,8 @@ bool CScanAccess::TakeEvent(unsigned int timeoutMs, const std::atomic<bool>* giv
     return false;
 }
 
-// The lists are free at once, unless the event has let in two. Who fails to get them leaves the
-// event to the thread that is inside, which will set it.
+// The lists are free at once, unless the event has let in two, or the lists are being copied. Who
+// fails to get them sets the event again, since a copy does not; the lists still keep others out.
 bool CScanAccess::Take(unsigned int timeoutMs, const std::atomic<bool>* giveUp) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -37,6 +37,10 @@ bool CScanAccess::Take(unsigned int timeoutMs, const std::atomic<bool>* giveUp) 
     m_IsTaken = m_Lists.try_lock();
     while (!m_IsTaken && Clock::now() < deadline && (giveUp == nullptr || !*giveUp)) {
         m_IsTaken = m_Lists.try_lock_for(std::chrono::milliseconds(kLookEveryMs));
+    }
+    if (!m_IsTaken) {
+        const CCancellationHold hold;
+        m_Event.Set();
     }
     return m_IsTaken;
 }

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "base/paths.h"
+#include "hardware/scan_access.h"
 #include "hardware/system_device_scan.h"
 #include "tests/daemon/trace_log.h"
 #include "tests/support/files.h"
@@ -150,6 +151,15 @@ TEST_F(CDeviceScanTest, WaitsForAccessUpToItsLimit) {
     WriteFile("/etc/mtab", "");
     EXPECT_EQ(Scan(CSystemDeviceScan::kScanAll), 0);  // and now scans nothing
     EXPECT_EQ(m_Scan.GetVolumeCount(), 1);
+}
+
+// A copy holds the lists without the event, and sets none at its end.
+TEST_F(CDeviceScanTest, LeavesTheAccessFreeAfterATimeOutDuringACopy) {
+    CEvent event(true, false, nullptr);
+    std::timed_mutex lists;
+    const std::scoped_lock copy(lists);
+    std::thread([&] { EXPECT_FALSE(CScanAccess(event, lists).Take(0)); }).join();
+    EXPECT_TRUE(event.IsSet());
 }
 
 TEST_F(CDeviceScanTest, KeepsVolumesFreshUntilStopped) {
