@@ -97,8 +97,12 @@ int CCaptureFile::Open(const std::string& path) {
     if (!m_Folder.IsValid()) {
         return FailWith(errno);
     }
-    m_File.Reset(openat(m_Folder.Get(), (m_Name + kPartial).c_str(),
-                        O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kArchiveMode));
+    // Always a file of our own: in a folder that others may write to, what has that name already
+    // may be a link, a pipe or a file that they go on reading.
+    const std::string partial = m_Name + kPartial;
+    (void)unlinkat(m_Folder.Get(), partial.c_str(), 0);
+    m_File.Reset(openat(m_Folder.Get(), partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                        kArchiveMode));
     return m_File.IsValid() ? static_cast<int>(kSuccess) : FailWith(errno);
 }
 
