@@ -115,7 +115,7 @@ constexpr struct {
     std::uint8_t Type;
     std::uint8_t Offset;
 } kSmbiosTexts[] = {{1, 0x07}, {2, 0x07},  {2, 0x08},  {3, 0x07},  {3, 0x08},  {4, 0x20},
-                    {4, 0x21}, {17, 0x18}, {17, 0x19}, {22, 0x07}, {39, 0x07}, {39, 0x08}};
+                    {4, 0x21}, {17, 0x18}, {17, 0x19}, {22, 0x07}, {39, 0x08}, {39, 0x09}};
 
 void ReplaceSmbiosUuid(CPseudonyms& names, const std::string& table,
                        const smbios_tables::Structure& structure, std::string& result) {
