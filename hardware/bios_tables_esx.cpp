@@ -22,6 +22,11 @@ constexpr std::size_t kReadMax = 64;      // bytes asked for at once of the entr
 constexpr std::size_t kBehindTable = 32;  // bytes that may follow the table
 constexpr const char* kDevice = paths::kHypervisorSmbios;
 
+// Without blocking, in case a captured tree has a pipe there.
+int OpenDevice() {
+    return open(kDevice, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
 // As read(2) returns it.
 ssize_t LengthOf(const ReadResult& result) {
     return result.Error != 0 ? -1 : static_cast<ssize_t>(result.Bytes);
@@ -56,7 +61,7 @@ bool SkipEntryPoint(int fd, std::size_t length) {
         // behind the entry point ends the loop. An entry point of more than 64 bytes is skipped
         // only by a device that gives it in such pieces.
         const ReadResult got = ReadOnce(fd, bytes, std::min(length, kReadMax));
-        if (LengthOf(got) == outstanding) {
+        if (got.Error == 0 && LengthOf(got) == outstanding) {
             return true;
         }
         if (got.Bytes == 0) {  // at the end of the device nothing more can come
@@ -102,7 +107,7 @@ bool ReadTable(int fd, std::size_t tableLength, CDataStream& data) {
 }  // namespace
 
 bool CBiosTables::GetBiosTableESX(CDataStream& header, CDataStream& data) {
-    CUniqueFd device(open(kDevice, O_RDONLY | O_CLOEXEC));
+    CUniqueFd device(OpenDevice());
     if (!device.IsValid()) {
         return false;
     }
@@ -113,7 +118,7 @@ bool CBiosTables::GetBiosTableESX(CDataStream& header, CDataStream& data) {
         return false;
     }
     device.Reset();
-    device.Reset(open(kDevice, O_RDONLY | O_CLOEXEC));
+    device.Reset(OpenDevice());
     CDataStream foundData;
     if (!SkipEntryPoint(device.Get(), entryPoint.Length) ||
         !ReadTable(device.Get(), entryPoint.TableLength, foundData)) {

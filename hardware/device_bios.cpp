@@ -48,7 +48,9 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int addressHigh, unsigned
                     "before new mapping performed!");
         UnmapPhysicalMemory();
     }
-    m_Device.Reset(open(paths::kMemoryDevice, (readWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC));
+    // Without blocking, in case a captured tree has a pipe there.
+    m_Device.Reset(
+        open(paths::kMemoryDevice, (readWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC));
     if (!m_Device.IsValid()) {
         m_LastError = errno;
         Debug.Print(1, "\n\n## ERROR: Opening of /dev/mem failed (errno=%d)!", m_LastError);

@@ -93,7 +93,7 @@ bool SMBiosTableFromMemory<EntryPoint>::GetBiosData(CDataStream& header, CDataSt
         Debug.Print(2, "\nSMBiosTableFromMemory::GetBiosData() : SMBios address not found. Abort.");
         return false;
     }
-    const CUniqueFd device(open(paths::kMemoryDevice, O_RDONLY | O_CLOEXEC));
+    const CUniqueFd device(open(paths::kMemoryDevice, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const int error = errno;
     if (!device.IsValid()) {
         Debug.Print(1, "\nSMBiosTableFromMemory::GetBiosData() : ERROR # Couldn't open %s : %s",
