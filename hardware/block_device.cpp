@@ -37,6 +37,10 @@ std::string KernelName(std::string_view node) {
 
 std::optional<std::string> FindKernelName(const std::string& path) {
     const std::string devices = std::string(paths::kDevices) + '/';
+    // Any other path may be an image on a file system that never answers: it is not touched.
+    if (!path.starts_with(devices)) {
+        return std::nullopt;
+    }
     const std::optional<std::string> node = sysfs::ResolvePath(path);
     if (!node || !node->starts_with(devices)) {
         return std::nullopt;
