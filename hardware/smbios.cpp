@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "base/text_safety.h"
 #include "hardware/bios_tables.h"
 #include "trace/debug.h"
 
@@ -170,9 +171,9 @@ void CSMBios::TraceStrings(const Structure& structure) const {
     if (!Debug.IsLevelActive(6)) {
         return;
     }
-    for (const std::string_view text : smbios_tables::SplitStrings(structure)) {
+    for (const std::string_view string : smbios_tables::SplitStrings(structure)) {
         Debug.Print(6, "\nBuildStructureList  :    -> found string \"%s\"",
-                    std::string(text).c_str());
+                    text::EscapeControls(string).c_str());
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "base/error_text.h"
 #include "base/paths.h"
+#include "base/text_safety.h"
 #include "hardware/block_device.h"
 #include "hardware/disk_names.h"
 #include "hardware/mount_table.h"
@@ -105,8 +106,13 @@ bool CSystemVolume::ScanSystemVolumes(std::vector<CSystemVolume>& volumes,
     std::vector<CSystemVolume> found = CollectVolumes(entries);
     for (CSystemVolume& volume : found) {
         FillVolume(volume, names, reader);
-        Debug.Print(3, "\nCSystemVolume       : system volume %s found, type %s / %d",
-                    volume.m_Name.c_str(), volume.m_Type.c_str(), static_cast<int>(volume.m_Kind));
+        if (Debug.IsLevelActive(3)) {
+            // Who may mount a FUSE file system chooses the name, line feeds included.
+            Debug.Print(3, "\nCSystemVolume       : system volume %s found, type %s / %d",
+                        text::EscapeControls(volume.m_Name).c_str(),
+                        text::EscapeControls(volume.m_Type).c_str(),
+                        static_cast<int>(volume.m_Kind));
+        }
     }
     volumes = std::move(found);
     Debug.Print(3, "\nCSystemVolume       : %d system volumes found",
