@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <iterator>
 
+const CSystemAdapter CSystemAdapter::None;
+
 std::string CSystemAdapter::MakeDeviceId(const PciIdentity& identity, const CPciAddress& address) {
     std::array<char, sizeof "PCI\\VEN_ffff&DEV_ffff&SUBSYS_ffffffff&REV_ff\\"> text{};
     if (identity.Subsystem) {

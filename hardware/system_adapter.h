@@ -47,6 +47,9 @@ public:
         kNetworkInterface,
     };
 
+    // No adapter; made at program start, for whoever needs something to compare with or point at.
+    static const CSystemAdapter None;
+
     // Fills `adapters` anew: the PCI functions by their addresses, then the network interfaces by
     // their names. Those made by software (lo, bridges, bonds, VLANs) are among them only
     // `withVirtualInterfaces`. Puts names into the functions, too. A function that has gone since

@@ -190,6 +190,8 @@ const char* DriveKindName(DriveKind kind) {
     return "other";
 }
 
+const CSystemDrive CSystemDrive::None;
+
 std::optional<ScsiAddress> ParseScsiAddress(const std::string& text) {
     constexpr std::size_t kParts = 4;
     std::array<std::uint64_t, kParts> parts{};

@@ -42,6 +42,9 @@ struct ScsiAddress {
 
 class MORLA_API CSystemDrive {
 public:
+    // No drive; made at program start, as CSystemAdapter::None is.
+    static const CSystemDrive None;
+
     // Replaces `drives` by the drives of the machine: the block devices that have hardware behind
     // them, then the tapes and disks that have a SCSI generic node only, each ordered as people
     // count (sda, sdb, ... sdz, sdaa). A drive that vanishes meanwhile is left out. False, with

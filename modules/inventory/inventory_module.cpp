@@ -59,16 +59,17 @@ public:
     void Run(ModuleContext& context) override {
         const auto intervalMs = static_cast<std::uint32_t>(m_Interval * 1000);
         std::set<std::string> known = ListPciDevices();
-        Scan(context, context.IsForceRescan());
         std::set<std::string> seen = known;
+        if (!Scan(context, context.IsForceRescan())) {
+            known.clear();  // so that the next look scans again
+        }
         while (!context.WaitForStop(intervalMs)) {
             std::set<std::string> now = ListPciDevices();
             const bool isSettled = now == seen;  // a card with many functions comes in steps
             seen = std::move(now);
             if (isSettled && seen != known) {
-                known = seen;
                 Debug.Print(1, "\nINVENTORY           : the set of PCI devices changed");
-                Scan(context, false);
+                known = Scan(context, false) ? seen : std::set<std::string>();
             }
         }
     }
@@ -77,8 +78,9 @@ public:
     void Stop() override { m_Scan.Terminate(0); }
 
 private:
-    // `isForced`: what is stored counts as another machine's, and becomes the previous inventory.
-    void Scan(ModuleContext& context, bool isForced) {
+    // False when nothing could be scanned. `isForced`: what is stored counts as another machine's,
+    // and becomes the previous inventory.
+    bool Scan(ModuleContext& context, bool isForced) {
         constexpr unsigned int kTimeoutMs = 90000;
         constexpr unsigned int kWhat = CSystemDeviceScan::kScanAdapters |
                                        CSystemDeviceScan::kScanDrives |
@@ -87,13 +89,14 @@ private:
         if (m_Scan.ScanHardware(static_cast<int>(kWhat), false, kTimeoutMs, &m_Options) != 0 ||
             !inventory::TakeSnapshot(m_Scan, false, snapshot)) {
             Debug.Print(1, "\nINVENTORY           : the hardware scan failed");
-            return;
+            return false;
         }
         if (context.IsStopRequested()) {
-            return;  // the scan may have ended early
+            return true;  // the scan may have ended early
         }
         CSystemDeviceScan::Shared.ClassCopy(m_Scan);
         Store(inventory::Describe(snapshot), isForced);
+        return true;
     }
 
     void Store(Json now, bool isForced) {
