@@ -6,8 +6,8 @@
 // Threads: every operation may be called from any thread. Scans and getters go one after another
 // through the access event; a getter waits 90 s at most and then answers false or 0 with a warning
 // in the trace. The PCI functions have a recursive lock of their own, so GetNumberPciBusses,
-// GetPciSlotConfig and GetPciSlotData wait for no scan but that of PCI functions and adapters. Order: access event, then
-// the lock of the lists, then the PCI lock.
+// GetPciSlotConfig and GetPciSlotData wait for no scan but that of PCI functions and adapters.
+// Order: access event, then the lock of the lists, then the PCI lock.
 //
 // Getters copy out; their output is unchanged when they return false.
 #pragma once
