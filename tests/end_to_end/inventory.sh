@@ -26,8 +26,9 @@ ends() {
     shift
     "$morlactl" inventory "$@" >/tmp/stdout 2>/tmp/stderr
     status=$?
-    [ "$status" -eq "$code" ] && grep -q '^morlactl: ' /tmp/stderr ||
+    if [ "$status" -ne "$code" ] || ! grep -q '^morlactl: ' /tmp/stderr; then
         fail "inventory $*: exit code $status, expected $code; $(cat /tmp/stderr)"
+    fi
 }
 
 # function_at BUS DEVICE VENDOR_DEVICE CLASS HEADER_TYPE SECONDARY_BUS: little-endian, as \xNN
@@ -111,7 +112,7 @@ wrong_use() {
     ends 2 --from /tmp/none
     ends 1 --capture /no/such/folder/file
     ends 1 --capture /tmp/empty # a folder has that name
-    [ -z "$(ls -A /tmp/empty /tmp/*.partial 2>/dev/null | grep -v :)" ] || fail 'something is left'
+    [ -z "$(find /tmp/empty -mindepth 1; find /tmp -name '*.partial')" ] || fail 'something is left'
 }
 
 # unpacked NAME ARGUMENTS...: captures into /tmp/NAME.
