@@ -64,6 +64,12 @@ ReadResult ReadFully(int fd, void* buffer, std::size_t size) {
     });
 }
 
+ReadResult ReadFully(const ReadFunction& read, void* buffer, std::size_t size) {
+    return Repeat(buffer, size, [&](char* at, std::size_t wanted, std::size_t /*done*/) {
+        return read(at, wanted);
+    });
+}
+
 ReadResult ReadFullyAt(int fd, void* buffer, std::size_t size, std::uint64_t offset) {
     return Repeat(buffer, size, [&](char* at, std::size_t wanted, std::size_t done) {
         return Uninterrupted([&] { return pread(fd, at, wanted, Position(offset, done)); });

@@ -139,6 +139,18 @@ void WriteSmbiosSeeds(const fs::path& corpus) {
     const std::string entry30 =
         Bytes(_DMI_30_EPS{{'_', 'S', 'M', '3', '_'}, 0, 24, 3, 4, 1, 1, 0, 4096, 0x1'0000'4321});
     WriteSeed(corpus, "smbios_entry_point", "version2", entry21 + std::string(33, '\0'));
+    const std::string table = system + end;
+    WriteSeed(corpus, "hypervisor_stream", "whole",
+              "64 31 7 100\n" +
+                  Bytes(_DMI_21_EPS{.Anchor = {'_', 'S', 'M', '_'},
+                                    .Length = 31,
+                                    .TableLength = static_cast<std::uint16_t>(table.size())}) +
+                  table + std::string(40, 'x'));
+    WriteSeed(
+        corpus, "hypervisor_stream", "endless",
+        "64 *\n" +
+            Bytes(_DMI_21_EPS{.Anchor = {'_', 'S', 'M', '_'}, .Length = 100, .TableLength = 40}) +
+            table);
     WriteSeed(corpus, "smbios_entry_point", "version3", entry30);
     WriteSeed(corpus, "smbios_entry_point", "range", "_xx_SM_xxxxxxxxx" + entry21 + entry30);
     WriteSeed(corpus, "smbios_entry_point", "systab", "ACPI=0x1\nSMBIOS3=0x2\nSMBIOS=0xf0000\n");

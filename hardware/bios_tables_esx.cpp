@@ -3,105 +3,18 @@
 // The device gives the entry point and right behind it the table, from the start after each open.
 #include <fcntl.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <vector>
-
-#include "base/error_text.h"
 #include "base/file_io.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "hardware/bios_tables.h"
-#include "hardware/dmi_records.h"
+#include "hardware/hypervisor_stream.h"
 #include "trace/debug.h"
 
 namespace {
 
-constexpr std::size_t kReadMax = 64;      // bytes asked for at once of the entry point
-constexpr std::size_t kBehindTable = 32;  // bytes that may follow the table
-constexpr const char* kDevice = paths::kHypervisorSmbios;
-
 // Without blocking, in case a captured tree has a pipe there.
 int OpenDevice() {
-    return open(kDevice, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-}
-
-// As read(2) returns it.
-ssize_t LengthOf(const ReadResult& result) {
-    return result.Error != 0 ? -1 : static_cast<ssize_t>(result.Bytes);
-}
-
-bool ReadEntryPoint(int fd, _DMI_21_EPS& entryPoint) {
-    unsigned char bytes[kReadMax]{};
-    const ReadResult got = ReadOnce(fd, bytes, sizeof bytes);
-    std::memcpy(&entryPoint, bytes, sizeof entryPoint);
-    if (got.Bytes < sizeof entryPoint) {
-        Debug.Print(1,
-                    "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (readlen "
-                    "= %d, hdrlen = %d), Reason: %s\n",
-                    kDevice, static_cast<int>(LengthOf(got)), entryPoint.Length,
-                    CErrorText(got.Error).Get());
-        return false;
-    }
-    if (Debug.IsLevelActive(5)) {
-        std::string dump;
-        CDataStream::DumpHex(dump, bytes, got.Bytes, true, true, 16, 1, nullptr);
-        Debug.Print(5, "\n%s", dump.c_str());
-    }
-    return true;
-}
-
-// Reads the entry point once more, to stand at the table.
-bool SkipEntryPoint(int fd, std::size_t length) {
-    unsigned char bytes[kReadMax];
-    auto outstanding = static_cast<ssize_t>(length);
-    for (;;) {
-        // Deliberate: every read asks for the same number of bytes, and only one that ends exactly
-        // behind the entry point ends the loop. An entry point of more than 64 bytes is skipped
-        // only by a device that gives it in such pieces.
-        const ReadResult got = ReadOnce(fd, bytes, std::min(length, kReadMax));
-        if (got.Error == 0 && LengthOf(got) == outstanding) {
-            return true;
-        }
-        if (got.Bytes == 0) {  // at the end of the device nothing more can come
-            Debug.Print(1,
-                        "GetBiosTableESX        : ERROR: read SMBIOS header from %s failed! (len "
-                        "= %d, BytesToRead = %d), Reason: %s\n",
-                        kDevice, static_cast<int>(LengthOf(got)), static_cast<int>(outstanding),
-                        CErrorText(got.Error).Get());
-            return false;
-        }
-        outstanding -= LengthOf(got);
-    }
-}
-
-bool ReadTable(int fd, std::size_t tableLength, CDataStream& data) {
-    std::vector<unsigned char> bytes(tableLength + kBehindTable);
-    const ReadResult got = ReadFully(fd, bytes.data(), bytes.size());
-    const std::size_t length = got.Bytes;
-    if (got.Error != 0) {
-        Debug.Print(1,
-                    "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! "
-                    "(BytesToRead = %d), Reason: %s\n",
-                    kDevice, static_cast<int>(bytes.size() - length), CErrorText(got.Error).Get());
-        return false;
-    }
-    if (length < tableLength) {
-        Debug.Print(1,
-                    "GetBiosTableESX        : ERROR: read SMBIOS Table from %s failed! (len = %d, "
-                    "TableLen = %d), Reason: no sufficiant data available\n",
-                    kDevice, static_cast<int>(length), static_cast<int>(tableLength));
-        return false;
-    }
-    Debug.Print(1,
-                "GetBiosTableESX        : %d bytes read from SMBIOS Table %s (TableLen = %d, "
-                "BytesToRead = %d)\n",
-                static_cast<int>(length), kDevice, static_cast<int>(tableLength),
-                static_cast<int>(bytes.size() - length));
-    // Deliberate: what came from behind the table is kept.
-    data = CDataStream(bytes.data(), length);
-    return true;
+    return open(paths::kHypervisorSmbios, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
 }  // namespace
@@ -112,19 +25,13 @@ bool CBiosTables::GetBiosTableESX(CDataStream& header, CDataStream& data) {
         return false;
     }
     Debug.Print(1, "GetBiosTableESX        : we are running on ESX; file %s succesfully opened!\n",
-                kDevice);
-    _DMI_21_EPS entryPoint{};
-    if (!ReadEntryPoint(device.Get(), entryPoint)) {
-        return false;
-    }
-    device.Reset();
-    device.Reset(OpenDevice());
-    CDataStream foundData;
-    if (!SkipEntryPoint(device.Get(), entryPoint.Length) ||
-        !ReadTable(device.Get(), entryPoint.TableLength, foundData)) {
-        return false;
-    }
-    header = CDataStream(reinterpret_cast<const unsigned char*>(&entryPoint), sizeof entryPoint);
-    data = foundData;
-    return true;
+                paths::kHypervisorSmbios);
+    const auto read = [&](void* buffer, std::size_t size) {
+        return ReadOnce(device.Get(), buffer, size);
+    };
+    const auto rewind = [&] {
+        device.Reset();
+        device.Reset(OpenDevice());
+    };
+    return hypervisor_stream::ReadTables(read, rewind, header, data);
 }

@@ -6,6 +6,7 @@
 
 #include "base/unique_fd.h"
 #include "hardware/bios_tables.h"
+#include "hardware/hypervisor_stream.h"
 #include "hardware/smbios.h"
 #include "hardware/smbios_table_from_memory.h"
 #include "tests/hardware/firmware_fixture.h"
@@ -205,6 +206,20 @@ GetBiosTableESX        : ERROR: read SMBIOS Table from /vmfs/devices/char/mem/sm
 GetBiosTableESX        : ERROR: read SMBIOS header from /vmfs/devices/char/mem/smbios failed! (len = 0, BytesToRead = -40), Reason: Success
 GetBiosTableESX        : 72 bytes read from SMBIOS Table /vmfs/devices/char/mem/smbios (TableLen = 40, BytesToRead = 0)
 GetBiosTableESX        : 40 bytes read from SMBIOS Table /vmfs/devices/char/mem/smbios (TableLen = 40, BytesToRead = 32)
+)"));
+}
+
+TEST_F(SmbiosSources, HypervisorStreamWithoutEndIsGivenUp) {
+    std::string entry = EntryPoint21(1, 40);
+    entry[5] = 100;
+    const auto read = [&](void* buffer, std::size_t size) {
+        return ReadResult{entry.copy(static_cast<char*>(buffer), size), 0};
+    };
+    EXPECT_FALSE(hypervisor_stream::ReadTables(
+        read, [] {}, m_Header, m_Data));
+    ExpectUnchanged();
+    EXPECT_TRUE(HasTraced(R"(
+GetBiosTableESX        : ERROR: read SMBIOS header from /vmfs/devices/char/mem/smbios failed! (len = 31, BytesToRead = -65558), Reason: Success
 )"));
 }
 
