@@ -55,20 +55,25 @@ const char* ReasonNotToAsk(const CSystemDrive& drive, const std::string& deviceF
     return !state || *state == "running" ? nullptr : "the drive is not running";
 }
 
-Page AskDrive(const CSystemDrive& drive, std::uint8_t code, const _ScanOptions& options) {
+Page AskDrive(const CSystemDrive& drive, std::uint8_t code, DriveQuestions& questions) {
     struct Answer {
         int Error = 0;
         std::string Bytes;
     };
+    Page page;
+    if (questions.Time.IsUsedUp()) {
+        page.Reason = CScanTime::kUsedUp;
+        return page;
+    }
     const std::string node = std::string(paths::kDevices) + '/' + drive.m_GenericNode;
-    const std::chrono::milliseconds limit(options.InquiryLimitMs);
+    const std::chrono::milliseconds limit(questions.Options.InquiryLimitMs);
     const auto answer = std::make_shared<Answer>();
-    // The command has its own limit, so some time more is left for its end.
+    // The command has its own limit, so some time more is left for its end. When the scan has less
+    // time, the command keeps its limit: the kernel may reset a bus for one that runs out.
     const auto outcome =
-        bounded_call::Run("inquiry " + node, limit + limit / 2, [answer, node, code, limit] {
+        questions.Time.Run("inquiry " + node, limit + limit / 2, [answer, node, code, limit] {
             answer->Error = scsi::ReadVitalProductData(node, code, limit, answer->Bytes);
         });
-    Page page;
     if (outcome != bounded_call::Outcome::kDone) {
         page.Reason = std::string("asked ") + node + ": " + bounded_call::Reason(outcome);
     } else if (answer->Error == EREMOTEIO) {
@@ -117,7 +122,7 @@ void TakeIdentityPage(CSystemDrive& drive, const Page& page) {
 }
 
 void ReadScsiIdentity(CSystemDrive& drive, const std::string& deviceFolder,
-                      const _ScanOptions& options) {
+                      DriveQuestions& questions) {
     const Page serialPage = ReadCachedPage(deviceFolder, "vpd_pg80");
     const Page identityPage = ReadCachedPage(deviceFolder, "vpd_pg83");
     TakeSerialPage(drive, serialPage, kCachedPages);
@@ -127,16 +132,16 @@ void ReadScsiIdentity(CSystemDrive& drive, const std::string& deviceFolder,
         TakeSerial(drive, sysfs::ReadAttribute(usb + "/serial"), "the USB device");
     }
     // What the kernel has copied is not asked for again.
-    const char* const reason = ReasonNotToAsk(drive, deviceFolder, options);
+    const char* const reason = ReasonNotToAsk(drive, deviceFolder, questions.Options);
     const Page unasked = {"", reason != nullptr ? reason : ""};
     if (!drive.m_Serial.IsKnown() && !serialPage.Reason.empty()) {
         const Page page =
-            reason != nullptr ? unasked : AskDrive(drive, scsi::kUnitSerialPage, options);
+            reason != nullptr ? unasked : AskDrive(drive, scsi::kUnitSerialPage, questions);
         TakeSerialPage(drive, page, kDrivePages);
     }
     if (!drive.m_Wwn.IsKnown() && !identityPage.Reason.empty()) {
         const Page page =
-            reason != nullptr ? unasked : AskDrive(drive, scsi::kIdentificationPage, options);
+            reason != nullptr ? unasked : AskDrive(drive, scsi::kIdentificationPage, questions);
         TakeIdentityPage(drive, page);
     }
 }
@@ -144,9 +149,9 @@ void ReadScsiIdentity(CSystemDrive& drive, const std::string& deviceFolder,
 }  // namespace
 
 void ReadDriveIdentity(CSystemDrive& drive, const std::string& blockFolder,
-                       const std::string& deviceFolder, const _ScanOptions& options) {
+                       const std::string& deviceFolder, DriveQuestions& questions) {
     if (drive.m_ScsiAddress) {
-        ReadScsiIdentity(drive, deviceFolder, options);
+        ReadScsiIdentity(drive, deviceFolder, questions);
         return;
     }
     const auto name = sysfs::ReadAttribute(blockFolder + "/wwid");

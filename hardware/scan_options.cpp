@@ -5,7 +5,7 @@
 
 _ScanOptions EffectiveScanOptions(const _ScanOptions* options) {
     constexpr std::uint32_t kLimitMs = 2000;
-    constexpr std::uint32_t kAllVolumesMs = 10000;
+    constexpr std::uint32_t kAllMs = 10000;
     constexpr std::uint32_t kHeadSize = offsetof(_ScanOptions, Flags);
     _ScanOptions effective{};
     if (options != nullptr && options->Version == kScanOptionsVersion &&
@@ -19,6 +19,7 @@ _ScanOptions EffectiveScanOptions(const _ScanOptions* options) {
     };
     fill(effective.InquiryLimitMs, kLimitMs);
     fill(effective.VolumeLimitMs, kLimitMs);
-    fill(effective.VolumesLimitMs, kAllVolumesMs);
+    fill(effective.VolumesLimitMs, kAllMs);
+    fill(effective.DrivesLimitMs, kAllMs);
     return effective;
 }

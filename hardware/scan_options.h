@@ -25,11 +25,13 @@ struct _ScanOptions {
     std::uint32_t InquiryLimitMs;  // in: time of one command to a drive; 0 is 2000
     std::uint32_t VolumeLimitMs;   // in: time to wait for one file system; 0 is 2000
     std::uint32_t VolumesLimitMs;  // in: time to wait for all file systems of a scan; 0 is 10000
+    std::uint32_t DrivesLimitMs;   // in: time to wait for all commands of a scan; 0 is 10000
 };
 static_assert(offsetof(_ScanOptions, Size) == 4 && offsetof(_ScanOptions, Flags) == 8);
 static_assert(offsetof(_ScanOptions, InquiryLimitMs) == 12);
 static_assert(offsetof(_ScanOptions, VolumeLimitMs) == 16);
-static_assert(offsetof(_ScanOptions, VolumesLimitMs) == 20 && sizeof(_ScanOptions) == 24);
+static_assert(offsetof(_ScanOptions, VolumesLimitMs) == 20);
+static_assert(offsetof(_ScanOptions, DrivesLimitMs) == 24 && sizeof(_ScanOptions) == 28);
 
 // The options with their defaults filled in, so that no limit is 0. Reads `Size` bytes at most.
 [[nodiscard]] MORLA_API _ScanOptions EffectiveScanOptions(const _ScanOptions* options);

@@ -107,7 +107,7 @@ CFinding<std::uint64_t> ReadDriveSize(const std::string& blockFolder, DriveKind 
 
 // None when there is no hardware behind the block device, or when it vanished.
 std::optional<CSystemDrive> ReadBlockDrive(const std::string& name, const CDiskNames& names,
-                                           const _ScanOptions& options) {
+                                           DriveQuestions& questions) {
     const std::string block = std::string(paths::kSysBlock) + '/' + name;
     const auto device = sysfs::ResolvePath(block + "/device");
     const auto controllers = drive_place::ReadControllerFolders(block + "/device");
@@ -125,14 +125,14 @@ std::optional<CSystemDrive> ReadBlockDrive(const std::string& name, const CDiskN
     drive.m_Kind = KindOf(drive, subsystem, *device);
     drive.m_Size = ReadDriveSize(block, drive.m_Kind);
     ReadDevice(drive, *device, controllers, subsystem);
-    ReadDriveIdentity(drive, block, *device, options);
+    ReadDriveIdentity(drive, block, *device, questions);
     drive.m_Partitions = CSystemPartition::ScanPartitions(name, names);
     return sysfs::ResolvePath(block + "/device") == device ? std::optional(std::move(drive))
                                                            : std::nullopt;
 }
 
 // A tape, or a disk that the kernel gives no block device. None for every other SCSI device.
-std::optional<CSystemDrive> ReadGenericDrive(const std::string& node, const _ScanOptions& options) {
+std::optional<CSystemDrive> ReadGenericDrive(const std::string& node, DriveQuestions& questions) {
     const std::string link = std::string(paths::kSysScsiGeneric) + '/' + node + "/device";
     const auto device = sysfs::ResolvePath(link);
     const auto type = device ? sysfs::ReadNumber(*device + "/type") : std::nullopt;
@@ -155,7 +155,7 @@ std::optional<CSystemDrive> ReadGenericDrive(const std::string& node, const _Sca
                                    [](const std::string& name) { return name.starts_with("st"); });
     drive.m_Name = tape != tapes.end() ? *tape : node;
     drive.m_GenericNode = node;
-    ReadDriveIdentity(drive, *device, *device, options);
+    ReadDriveIdentity(drive, *device, *device, questions);
     return sysfs::ResolvePath(link) == device ? std::optional(std::move(drive)) : std::nullopt;
 }
 
@@ -212,13 +212,13 @@ std::optional<ScsiAddress> ParseScsiAddress(const std::string& text) {
 
 bool CSystemDrive::ScanSystemDrives(std::vector<CSystemDrive>& drives,
                                     const _ScanOptions* options) {
-    const _ScanOptions effective = EffectiveScanOptions(options);
+    DriveQuestions questions(EffectiveScanOptions(options));
     const CDiskNames names = CDiskNames::Read();
     std::vector<CSystemDrive> found;
     AppendDrives(paths::kSysBlock, found,
-                 [&](const std::string& name) { return ReadBlockDrive(name, names, effective); });
+                 [&](const std::string& name) { return ReadBlockDrive(name, names, questions); });
     AppendDrives(paths::kSysScsiGeneric, found,
-                 [&](const std::string& node) { return ReadGenericDrive(node, effective); });
+                 [&](const std::string& node) { return ReadGenericDrive(node, questions); });
     drives = std::move(found);
     return sysfs::ResolvePath(paths::kSysBlock).has_value();
 }

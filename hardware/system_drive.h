@@ -49,7 +49,7 @@ public:
     // them, then the tapes and disks that have a SCSI generic node only, each ordered as people
     // count (sda, sdb, ... sdz, sdaa). A drive that vanishes meanwhile is left out. False, with
     // `drives` empty, when block devices cannot be listed. Null options are the defaults.
-    // May be called from any thread; may wait InquiryLimitMs for a drive.
+    // May be called from any thread; may wait InquiryLimitMs for a command, DrivesLimitMs for all.
     [[nodiscard]] static bool ScanSystemDrives(std::vector<CSystemDrive>& drives,
                                                const _ScanOptions* options);
 

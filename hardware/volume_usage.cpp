@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "base/error_text.h"
-#include "hardware/bounded_call.h"
 
 namespace {
 
@@ -35,9 +34,7 @@ Usage UsageOf(const struct statvfs& status) {
 }  // namespace
 
 CVolumeUsageReader::CVolumeUsageReader(const _ScanOptions& options)
-    : m_Flags(options.Flags),
-      m_Limit(options.VolumeLimitMs),
-      m_Left(std::chrono::milliseconds(options.VolumesLimitMs)) {}
+    : m_Flags(options.Flags), m_Limit(options.VolumeLimitMs), m_Time(options.VolumesLimitMs) {}
 
 const char* CVolumeUsageReader::ReasonNotToTouch(VolumeKind kind) const {
     if (kind == VolumeKind::kPseudo) {
@@ -61,17 +58,13 @@ CFinding<VolumeUsage> CVolumeUsageReader::Read(VolumeKind kind, const std::strin
     if (reason != nullptr) {
         return Usage::Absent(reason);
     }
-    if (m_Left < std::chrono::milliseconds(1)) {
-        return Usage::Absent("the time of the scan was used up");
+    if (m_Time.IsUsedUp()) {
+        return Usage::Absent(CScanTime::kUsedUp);
     }
-    const auto limit =
-        std::min(m_Limit, std::chrono::duration_cast<std::chrono::milliseconds>(m_Left));
     const auto answer = std::make_shared<Answer>();
-    const auto begin = std::chrono::steady_clock::now();
-    const auto outcome = bounded_call::Run("statvfs " + mountPoint, limit, [answer, mountPoint] {
+    const auto outcome = m_Time.Run("statvfs " + mountPoint, m_Limit, [answer, mountPoint] {
         answer->Error = statvfs(mountPoint.c_str(), &answer->Status) != 0 ? errno : 0;
     });
-    m_Left -= std::min<std::chrono::nanoseconds>(m_Left, std::chrono::steady_clock::now() - begin);
     if (outcome != bounded_call::Outcome::kDone) {
         return Usage::Absent(bounded_call::Reason(outcome));
     }

@@ -7,6 +7,7 @@
 
 #include "hardware/finding.h"
 #include "hardware/scan_options.h"
+#include "hardware/scan_time.h"
 #include "hardware/volume_kind.h"
 
 // In bytes.
@@ -34,5 +35,5 @@ private:
 
     std::uint32_t m_Flags;
     std::chrono::milliseconds m_Limit;  // of one question
-    std::chrono::nanoseconds m_Left;    // of the scan's time
+    CScanTime m_Time;
 };

@@ -25,6 +25,8 @@ constexpr char kNaa[] = "\x01\x03\0\x08\x50\0\xC5\0\xA1\xB2\xC3\xD4";
 std::atomic<int> questions;      // sent to SCSI drives
 std::atomic<int> deadQuestions;  // that reached the dead server
 std::latch revival(1);           // of the dead server
+std::atomic<bool> isDriveDead;   // every SCSI drive, until its revival
+std::latch driveRevival(1);
 
 }  // namespace
 
@@ -38,6 +40,9 @@ extern "C" int ioctl(int, unsigned long request, ...) noexcept {
         return -1;
     }
     ++questions;
+    if (isDriveDead) {
+        driveRevival.wait();
+    }
     const std::string page = Page(0x80, "ASKED1");
     const bool isKnown = command->cmdp[2] == 0x80;
     page.copy(static_cast<char*>(command->dxferp), isKnown ? page.size() : 0);
@@ -114,7 +119,7 @@ protected:
     }
     static std::vector<CSystemVolume> Volumes(const std::string& table, std::uint32_t flags = 0) {
         WriteFile(paths::kMtab, table);
-        _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, 20, 0};
+        _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, 20, 0, 0};
         std::vector<CSystemVolume> volumes;
         EXPECT_TRUE(CSystemVolume::ScanSystemVolumes(volumes, &options));
         return volumes;
@@ -144,7 +149,7 @@ TEST_F(Drives, AreReadWithTheirReasons) {
     EXPECT_EQ(drives[3].m_Size.Reason(), "no medium");
     EXPECT_EQ(questions, 2);
     EXPECT_EQ(drives[2].m_ScsiAddress, (ScsiAddress{2, 0, 0, 7}));
-    const _ScanOptions quiet{kScanOptionsVersion, 12, kScanNoInquiry, 1, 1, 1};
+    const _ScanOptions quiet{kScanOptionsVersion, 12, kScanNoInquiry, 1, 1, 1, 1};
     ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &quiet));
     EXPECT_FALSE(drives[2].m_Serial.IsKnown());
     EXPECT_EQ(questions, 2);
@@ -215,6 +220,26 @@ TEST_F(Drives, DeadServerHoldsNobodyAndIsAskedOnce) {
     while (!volumes[0].m_Usage.IsKnown()) {
         volumes = Volumes(table, kScanNetworkVolumes);
     }
+}
+
+TEST_F(Drives, DeadDriveUsesUpTheTimeOfTheOthers) {
+    const std::string device =
+        "/sys/devices/pci0000:00/0000:03:00.0/host2/port-2:1/end_device-2:1/target2:0:1/2:0:1:0";
+    Device(device, "scsi", "type=0 scsi_generic/sg3/dev=");
+    Block(device + "/block/sdc", "size=8", device);
+    WriteFile("/dev/sg3", "");
+    isDriveDead = true;
+    _ScanOptions options{kScanOptionsVersion, sizeof options, 0, 0, 0, 0, 1};
+    std::vector<CSystemDrive> drives;
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &options));
+    ASSERT_EQ(drives.size(), 5U);
+    EXPECT_EQ(drives[2].m_Serial.Reason(), "asked /dev/sg2: no answer in time");
+    EXPECT_EQ(drives[3].m_Serial.Reason(), "the time of the scan was used up");
+    driveRevival.count_down();
+    options.Size = 24;  // a record from before this limit
+    EXPECT_EQ(EffectiveScanOptions(&options).DrivesLimitMs, 10000U);
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &options));
+    EXPECT_TRUE(drives[3].m_Serial.IsKnown());
 }
 
 }  // namespace
