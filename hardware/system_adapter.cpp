@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <iterator>
 
-const CSystemAdapter CSystemAdapter::None;
+const CSystemAdapter CSystemAdapter::kNone;
 
 std::string CSystemAdapter::MakeDeviceId(const PciIdentity& identity, const CPciAddress& address) {
     std::array<char, sizeof "PCI\\VEN_ffff&DEV_ffff&SUBSYS_ffffffff&REV_ff\\"> text{};

@@ -48,7 +48,7 @@ public:
     };
 
     // No adapter; made at program start, for whoever needs something to compare with or point at.
-    static const CSystemAdapter None;
+    static const CSystemAdapter kNone;
 
     // Fills `adapters` anew: the PCI functions by their addresses, then the network interfaces by
     // their names. Those made by software (lo, bridges, bonds, VLANs) are among them only

@@ -190,7 +190,7 @@ const char* DriveKindName(DriveKind kind) {
     return "other";
 }
 
-const CSystemDrive CSystemDrive::None;
+const CSystemDrive CSystemDrive::kNone;
 
 std::optional<ScsiAddress> ParseScsiAddress(const std::string& text) {
     constexpr std::size_t kParts = 4;

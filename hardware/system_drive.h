@@ -42,8 +42,8 @@ struct ScsiAddress {
 
 class MORLA_API CSystemDrive {
 public:
-    // No drive; made at program start, as CSystemAdapter::None is.
-    static const CSystemDrive None;
+    // No drive; made at program start, as CSystemAdapter::kNone is.
+    static const CSystemDrive kNone;
 
     // Replaces `drives` by the drives of the machine: the block devices that have hardware behind
     // them, then the tapes and disks that have a SCSI generic node only, each ordered as people
