@@ -30,7 +30,8 @@ TEST_F(TraceTexts, OfAnEvent) {
             first.Create(true, true, nullptr);
             first.IsSet();
             second.Close();
-            CEvent third(false, false, nullptr);
+            // The event that a handle leaves by an assignment lives on, so it has a name.
+            CEvent third(false, false, level == 3 ? "brief" : "left");
             third = first;
         }
         EXPECT_EQ(Traced(), level == 3 ? sharing
@@ -41,7 +42,7 @@ Pulse event @ <one> IsSignaled=0 --> IsSignaled=0
 Create event @ <one>, changing attributes (IsSignaled=0,IsManual=1) --> (IsSignaled=1,IsManual=1)
 Check event @ <one> (IsSignaled=1)
 Close event @ <one> IsSignaled=1 --> IsSignaled=1
-creating event @ <anon> (IsSignaled=0)
+creating event @ <left> (IsSignaled=0)
 incr refcount on event @ <one> (IsSignaled=1,IsManual=1)
 decr refcount on event @ <one> (IsSignaled=1)
 decr refcount on event @ <one> (IsSignaled=1)
