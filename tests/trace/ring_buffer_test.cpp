@@ -306,8 +306,11 @@ TEST_F(RingBuffer, EndsWithAWholeEntryWheneverTheProcessDies) {
         CDebug& debug = StartActiveRing();
         const pid_t child = fork();
         if (child == 0) {
-            while (true) {
+            for (int i = 0; i < 8000; ++i) {  // not as far as a wrap, which ends with a header line
                 debug.Print(1, "%d and %s, whole", 4711, "a text");
+            }
+            while (true) {
+                pause();
             }
         }
         ASSERT_GT(child, 0);
