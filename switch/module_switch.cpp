@@ -111,7 +111,8 @@ bool CModuleSwitch::ListModules(std::vector<std::string>& paths) const {
     }
     for (const std::string& name : names) {
         if (name.ends_with(".so") && !name.starts_with('.')) {
-            paths.push_back(place + "/" + name);
+            paths.push_back(place);
+            paths.back().append("/").append(name);
         }
     }
     if (paths.empty()) {
