@@ -22,7 +22,7 @@ struct Comparison {
     std::string Against;  //
     double Goal;          // ours / peer, at most; 0: shown beside another row
     std::string Unit;     // ns or KiB
-    // Throws std::exception when the run is not valid. Empty: cannot be measured yet.
+    // Throws std::exception when the run is not valid.
     std::function<Outcome(const Settings&)> Measure;
 };
 

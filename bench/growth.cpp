@@ -7,6 +7,7 @@
 #include "bench/baseline.h"
 #include "bench/comparison.h"
 #include "bench/many_threads.h"
+#include "bench/pci_tree.h"
 #include "bench/peers.h"
 #include "bench/services.h"
 #include "bench/smbios_dump.h"
@@ -94,24 +95,10 @@ std::vector<Point> ServiceSizes(const Settings& settings) {
     return points;
 }
 
-// Functions of one bus each 32 devices of 8, with configuration spaces of 256 bytes.
-void MakePciFunctions(std::size_t count) {
-    std::string space(256, '\0');
-    space.replace(0, 4, "\x86\x80\x01\x10");
-    char name[16];
-    for (std::size_t i = 0; i < count; ++i) {
-        (void)std::snprintf(name, sizeof name, "%02zx", i / 256);
-        const auto bus = std::filesystem::path(paths::kProcBusPci) / name;
-        std::filesystem::create_directories(bus);
-        (void)std::snprintf(name, sizeof name, "%02zx.%zx", i / 8 % 32, i % 8);
-        std::ofstream(bus / name, std::ios::binary) << space;
-    }
-}
-
 std::vector<Point> PciFunctions(const Settings&) {
     std::vector<Point> points;
     for (const std::size_t functions : {10U, 30U, 100U, 300U, 1'000U}) {
-        MakePciFunctions(functions);
+        MakePciFunctions(paths::kProcBusPci, functions);
         points.push_back(Measured(functions, TimePerCall([&](std::size_t count) {
                                       for (std::size_t i = 0; i < count; ++i) {
                                           CPciConfigList list;

@@ -70,9 +70,7 @@ int Run(const Request& request) {
             continue;
         }
         try {
-            const bool isPossible = static_cast<bool>(comparison.Measure);
-            report.Add(comparison,
-                       isPossible ? std::optional(comparison.Measure(request.How)) : std::nullopt);
+            report.Add(comparison, comparison.Measure(request.How));
         } catch (const std::exception& failure) {
             report.AddFailure(comparison, failure.what());
         }

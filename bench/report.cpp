@@ -59,32 +59,22 @@ void CReport::PrintRow(const Comparison& comparison, const std::string& ours,
                       verdict.c_str(), survival.c_str());
 }
 
-void CReport::Add(const Comparison& comparison, const std::optional<Outcome>& outcome) {
-    nlohmann::json row{{"row", comparison.Number},       {"name", comparison.Name},
-                       {"work", comparison.Work},        {"against", comparison.Against},
-                       {"goal", comparison.Goal},        {"unit", comparison.Unit},
-                       {"measured", outcome.has_value()}};
-    if (!outcome) {
-        PrintRow(comparison, "", "", "", "not measured", "");
-    } else {
-        const Ratio& ratio = outcome->Measured;
-        const std::string verdict = Verdict(comparison, ratio);
-        row.update({{"ours", ratio.Ours},
-                    {"peer", ratio.Peer},
-                    {"ratio", ratio.Median},
-                    {"low", ratio.Low},
-                    {"high", ratio.High},
-                    {"pairs", ratio.Pairs},
-                    {"verdict", verdict},
-                    {"survives", outcome->Survival}});
-        PrintRow(comparison, Amount(ratio.Ours, comparison.Unit),
-                 Amount(ratio.Peer, comparison.Unit),
-                 Text("%.3f (%.3f-%.3f)", ratio.Median, ratio.Low, ratio.High), verdict,
-                 outcome->Survival);
-    }
-    if (outcome && !outcome->Note.empty()) {
-        row["note"] = outcome->Note;
-        (void)std::printf("    %s\n", outcome->Note.c_str());
+void CReport::Add(const Comparison& comparison, const Outcome& outcome) {
+    const Ratio& ratio = outcome.Measured;
+    const std::string verdict = Verdict(comparison, ratio);
+    nlohmann::json row{{"row", comparison.Number}, {"name", comparison.Name},
+                       {"work", comparison.Work},  {"against", comparison.Against},
+                       {"goal", comparison.Goal},  {"unit", comparison.Unit},
+                       {"ours", ratio.Ours},       {"peer", ratio.Peer},
+                       {"ratio", ratio.Median},    {"low", ratio.Low},
+                       {"high", ratio.High},       {"pairs", ratio.Pairs},
+                       {"verdict", verdict},       {"survives", outcome.Survival}};
+    PrintRow(comparison, Amount(ratio.Ours, comparison.Unit), Amount(ratio.Peer, comparison.Unit),
+             Text("%.3f (%.3f-%.3f)", ratio.Median, ratio.Low, ratio.High), verdict,
+             outcome.Survival);
+    if (!outcome.Note.empty()) {
+        row["note"] = outcome.Note;
+        (void)std::printf("    %s\n", outcome.Note.c_str());
     }
     m_Rows.push_back(std::move(row));
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +13,7 @@ class CReport {
 public:
     CReport();
     // Nothing: what the comparison needs does not exist yet.
-    void Add(const Comparison& comparison, const std::optional<Outcome>& outcome);
+    void Add(const Comparison& comparison, const Outcome& outcome);
     void AddFailure(const Comparison& comparison, const char* why);
     void Add(const Growth& growth, const std::vector<Point>& points);
 

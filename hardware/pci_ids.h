@@ -37,13 +37,25 @@ public:
     [[nodiscard]] static const CPciIds& System();
 
 private:
+    // A vendor or a base class, or one entry of the next level below it.
     struct Entry {
-        std::uint32_t Key;  // the vendor, or kClass and the base class
-        std::uint32_t Offset;
+        std::uint32_t Key;     // the number; of a base class with kClass
+        std::uint32_t Offset;  // of its line in the text
     };
-    // From the entry's own line on to the text's end.
-    [[nodiscard]] std::string_view FindBlock(std::uint32_t key) const;
+    struct Block {
+        Entry Head;
+        std::uint32_t FirstBelow;  // its entries in m_Below
+        std::uint32_t CountBelow;
+    };
+    using Entries = std::vector<Entry>;
+
+    void ReadBlocks();
+    void SortBlocks();
+    [[nodiscard]] const Block* FindBlock(std::uint32_t key) const;
+    // The text from the line on that an entry below stands in; empty when there is none.
+    [[nodiscard]] std::string_view FindBelow(std::uint32_t blockKey, std::uint32_t key) const;
 
     std::string m_Text;
-    std::vector<Entry> m_Index;  // by key, then by offset
+    std::vector<Block> m_Blocks;  // by key, then by offset
+    Entries m_Below;              // of each block by key, then by offset
 };

@@ -88,9 +88,9 @@ void ReadDevice(CSystemAdapter& adapter, const std::string& device) {
     AddInterrupts(adapter.m_Resources, device);
 }
 
-// The adapter of a function, whose names it fills.
+// The adapter of a function, whose names it fills. Without `hasSysfs` nothing is looked for there.
 CSystemAdapter ReadFunction(CPciSlotData& function, CPciNameReader& names,
-                            const std::string& device) {
+                            const std::string& device, bool hasSysfs) {
     CSystemAdapter adapter;
     const PciIdentity identity = Identify(function.m_Header, device);
     PciNames found = names.Read(function.m_Header, identity.Subsystem);
@@ -107,7 +107,9 @@ CSystemAdapter ReadFunction(CPciSlotData& function, CPciNameReader& names,
     adapter.m_SlotNumber = function.m_SlotNumber;
     adapter.m_SlotDesignation = function.m_SlotDesignation;
     adapter.m_SlotReason = function.m_SlotReason;
-    ReadDevice(adapter, device);
+    if (hasSysfs) {
+        ReadDevice(adapter, device);
+    }
     return adapter;
 }
 
@@ -171,7 +173,7 @@ bool CSystemAdapter::ScanSystemAdapters(std::vector<CSystemAdapter>& adapters,
     const bool hasSysfs = sysfs::ResolvePath(paths::kSysPciDevices).has_value();
     for (auto& [address, function] : pciFunctions) {
         const std::string device = std::string(paths::kSysPciDevices) + "/" + address.ToString();
-        CSystemAdapter adapter = ReadFunction(function, names, device);
+        CSystemAdapter adapter = ReadFunction(function, names, device, hasSysfs);
         if (hasSysfs && !sysfs::ResolvePath(device)) {
             Debug.Print(2, "\nCSystemAdapter      : PCI device %s (%s) has gone, skipped",
                         address.ToString().c_str(), adapter.m_Name.Text.c_str());

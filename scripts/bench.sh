@@ -37,7 +37,8 @@ cmake --build build/bench -j 2 --target morla_bench >&2
 # The private root lets programs write below the build folder only.
 results="$MORLA_SOURCE/build/bench/results.json"
 status=0
-build/bench/tests/support/private_root --program="$(PATH="$PATH:/usr/sbin" command -v dmidecode)" -- \
+build/bench/tests/support/private_root --program="$(PATH="$PATH:/usr/sbin" command -v dmidecode)" \
+    --program="$(PATH="$PATH:/usr/sbin" command -v lspci)" -- \
     build/bench/bench/morla_bench --json "$results" "${arguments[@]}" || status=$?
 [ -f "$results" ] && [ "$status" -ne 64 ] || exit "$status"
 scripts/bench_plots.py "$results" build/bench/plots

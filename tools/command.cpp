@@ -10,11 +10,8 @@ namespace tools {
 
 namespace {
 
-void WriteLine(std::FILE* stream, std::string_view text) {
-    std::string line(text);
-    if (isatty(fileno(stream)) != 0) {
-        line = text::EscapeControls(text);
-    }
+void WriteLine(std::FILE* stream, bool isTerminal, std::string_view text) {
+    std::string line = isTerminal ? text::EscapeControls(text) : std::string(text);
     line += '\n';
     (void)std::fwrite(line.data(), 1, line.size(), stream);  // main looks at the stream's state
 }
@@ -22,11 +19,13 @@ void WriteLine(std::FILE* stream, std::string_view text) {
 }  // namespace
 
 void PrintLine(std::string_view text) {
-    WriteLine(stdout, text);
+    static const bool kIsTerminal = isatty(STDOUT_FILENO) != 0;
+    WriteLine(stdout, kIsTerminal, text);
 }
 
 void Warn(const std::string& message) {
-    WriteLine(stderr, "morlactl: " + message);
+    static const bool kIsTerminal = isatty(STDERR_FILENO) != 0;
+    WriteLine(stderr, kIsTerminal, "morlactl: " + message);
 }
 
 int Fail(ExitCode code, const std::string& message) {

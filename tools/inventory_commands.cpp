@@ -40,14 +40,21 @@ _ScanOptions ScanOptions(const Arguments& arguments) {
     return options;
 }
 
+// What a section is made of, so that one about slots sends no command to a drive.
+int WhatToScan(const std::string& section) {
+    unsigned int what = CSystemDeviceScan::kScanAdapters;
+    if (section.empty() || section == "drives" || section == "volumes") {
+        what |= CSystemDeviceScan::kScanDrives | CSystemDeviceScan::kScanVolumes;
+    }
+    return static_cast<int>(what);
+}
+
 // 0, else the exit code.
 int Scan(const Arguments& arguments, inventory::Snapshot& snapshot) {
     constexpr unsigned int kTimeoutMs = 90000;
-    constexpr unsigned int kWhat = CSystemDeviceScan::kScanAdapters |
-                                   CSystemDeviceScan::kScanDrives | CSystemDeviceScan::kScanVolumes;
     CSystemDeviceScan scan;
     const _ScanOptions options = ScanOptions(arguments);
-    if (scan.ScanHardware(static_cast<int>(kWhat), false, kTimeoutMs, &options) != 0 ||
+    if (scan.ScanHardware(WhatToScan(arguments.Section), false, kTimeoutMs, &options) != 0 ||
         !inventory::TakeSnapshot(scan, !arguments.From.empty(), snapshot)) {
         return Fail(kFailure, "the hardware scan failed");
     }
