@@ -9,7 +9,7 @@
 // of the entry before; then the header's first sixteen bytes, in one move, in place of that marker.
 // A process that is killed or crashes on a bad pointer in between leaves the entries before it and
 // their marker as they were. An entry that is long, or near the end of the ring, is composed aside
-// and copied as before. Around this:
+// and copied in the same order. Around this:
 // - the level test, the dispatch and the lock are in debug_print.cpp and base/critical_section.h;
 // - the header repeats that of the entry before but for the milliseconds, while second and thread
 //   are the same (trace::CLastHeader): no calendar, no local time, no copying together of parts;
@@ -47,6 +47,15 @@ constexpr std::size_t kLongEntryExtra = 145;
 static_assert(kLongEntryExtra >= trace::kHeaderSize + 2);
 
 constexpr mode_t kRingFileMode = 0700;
+
+// Makes an entry the newest one whose text stands in the ring but for the first bytes, which are in
+// `head`: those take the place of the end marker of the entry before.
+void Publish(char* entry, const char* head, std::size_t length, const char* mark) {
+    std::memcpy(entry + length, mark, kMarkLength);
+    // Until here the entry before is the newest, whatever happens to the process.
+    std::atomic_signal_fence(std::memory_order_release);
+    std::memcpy(entry, head, kMarkLength);
+}
 
 }  // namespace
 
@@ -135,10 +144,7 @@ std::size_t CDebug::ComposeInRing(const char* fmt, va_list args, const char* sou
         return kept;
     }
     const std::size_t length = CloseEntry(entry, header.size() + kept);
-    std::memcpy(entry + length, m_Trailer, kMarkLength);
-    // Until here the entry before is the newest, whatever happens to the process.
-    std::atomic_signal_fence(std::memory_order_release);
-    std::memcpy(entry, header.data(), kMarkLength);
+    Publish(entry, header.data(), length, m_Trailer);
     m_RingBufferPos += length;
     return kept;
 }
@@ -226,7 +232,7 @@ void CDebug::CopyToRingBuffer(const char* entry, std::size_t length) {
         return;  // only where the header fills the whole ring
     }
     char* target = m_RingBufferMap.Data() + m_RingBufferPos;
-    std::memcpy(target, entry, length);
-    std::memcpy(target + length, m_Trailer, m_TrailerLength);
+    std::memcpy(target + kMarkLength, entry + kMarkLength, length - kMarkLength);
+    Publish(target, entry, length, m_Trailer);
     m_RingBufferPos += length;
 }
