@@ -18,7 +18,8 @@ set_target_properties(morla_host_shared PROPERTIES
     OUTPUT_NAME morla_host LINKER_LANGUAGE CXX LINK_DEPENDS "${exports}"
     VERSION "${PROJECT_VERSION}" SOVERSION "${PROJECT_VERSION_MAJOR}")
 target_link_libraries(morla_host_shared PUBLIC morla_options morla_sdk)
-install(TARGETS morla_host_shared LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS morla_host_shared LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    COMPONENT runtime NAMELINK_COMPONENT development)
 
 add_library(morla_host_static STATIC)
 foreach(part ${host_parts} morla_trace)
@@ -26,3 +27,5 @@ foreach(part ${host_parts} morla_trace)
 endforeach()
 set_target_properties(morla_host_static PROPERTIES OUTPUT_NAME morla_host LINKER_LANGUAGE CXX)
 target_link_libraries(morla_host_static PUBLIC morla_options morla_sdk)
+install(TARGETS morla_host_static ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    COMPONENT development)

@@ -20,6 +20,7 @@ MAY_INCLUDE = {
     "switch": {"base", "sdk"},
     "inventory": {"base", "sdk", "trace", "os", "hardware"},
     "modules": {"base", "sdk", "trace", "os", "hardware", "inventory"},
+    "examples": {"base", "sdk", "os", "hardware"},
     "tools": {"base", "sdk", "trace", "os", "hardware", "inventory"},
     "bench": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools"},
     "fuzz": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools", "daemon"},
