@@ -10,8 +10,8 @@
 #include "base/error_text.h"
 #include "base/kernel_file.h"
 #include "base/paths.h"
+#include "base/trusted_path.h"
 #include "morla/debug.h"
-#include "switch/trusted_path.h"
 
 namespace {
 
