@@ -20,6 +20,7 @@ inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 
 // Processes.
 inline constexpr char kProc[] = "/proc";
+inline constexpr char kProcSelfExe[] = "/proc/self/exe";
 inline constexpr char kProcSelfUidMap[] = "/proc/self/uid_map";
 inline constexpr char kProcSelfGidMap[] = "/proc/self/gid_map";
 inline constexpr char kProcSelfSetgroups[] = "/proc/self/setgroups";

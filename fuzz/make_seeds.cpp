@@ -2,6 +2,8 @@
 //
 // usage: make_seeds CORPUS_FOLDER
 // A seed is a small file in CORPUS_FOLDER/TARGET; each target says how its inputs begin.
+#include <elf.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -222,6 +224,44 @@ void WriteSlotSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "pci_header", "domain", "10000:E1\n00.0\n" + std::string(64, '\xff'));
 }
 
+// A library with one symbol of its own, one that it expects, and one library that it needs.
+void WriteElfSeeds(const fs::path& corpus) {
+    using namespace std::string_literals;
+    const std::string texts = "\0SW_Release\0Debug\0libc.so.6\0$ORIGIN\0"s;
+    const std::string symbols =
+        Bytes(Elf64_Sym{}) +
+        Bytes(Elf64_Sym{1, ELF64_ST_INFO(STB_GLOBAL, STT_FUNC), 0, 1, 0x1000, 16}) +
+        Bytes(Elf64_Sym{12, ELF64_ST_INFO(STB_GLOBAL, STT_OBJECT), 0, SHN_UNDEF, 0, 0}) +
+        Bytes(Elf64_Sym{12, ELF64_ST_INFO(STB_WEAK, STT_OBJECT), 0, SHN_UNDEF, 0, 0});
+    const std::string dynamic =
+        Bytes(Elf64_Dyn{DT_NEEDED, {18}}) + Bytes(Elf64_Dyn{DT_RUNPATH, {28}}) + Bytes(Elf64_Dyn{});
+    Elf64_Ehdr header{};
+    const std::string ident = ELFMAG "\2\1\1";
+    ident.copy(reinterpret_cast<char*>(header.e_ident), ident.size());
+    header.e_type = ET_DYN;
+    header.e_machine = EM_X86_64;
+    header.e_shoff = sizeof header;
+    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shnum = 4;
+    std::uint64_t at = sizeof header + 4 * sizeof(Elf64_Shdr);
+    const auto section = [&at](std::uint32_t type, std::size_t size) {
+        Elf64_Shdr head{};
+        head.sh_type = type;
+        head.sh_offset = at;
+        head.sh_size = size;
+        head.sh_link = 1;
+        at += size;
+        return Bytes(head);
+    };
+    std::string sections = section(SHT_NULL, 0);
+    sections += section(SHT_STRTAB, texts.size());
+    sections += section(SHT_DYNSYM, symbols.size());
+    sections += section(SHT_DYNAMIC, dynamic.size());
+    const std::string library = Bytes(header) + sections + texts + symbols + dynamic;
+    WriteSeed(corpus, "elf_library", "library", library);
+    WriteSeed(corpus, "elf_library", "cut", std::string_view(library).substr(0, 400));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -240,5 +280,6 @@ int main(int argc, char** argv) {
     WriteSmbiosSeeds(argv[1]);
     WriteSlotSeeds(argv[1]);
     WriteTraceSeeds(argv[1]);
+    WriteElfSeeds(argv[1]);
     return 0;
 }

@@ -19,6 +19,7 @@ void AddInventoryCommands(CLI::App& app, int& exitCode);
 void AddProcessCommands(CLI::App& app, int& exitCode);
 void AddRegistryCommands(CLI::App& app, int& exitCode);
 void AddSmbiosCommands(CLI::App& app, int& exitCode);
+void AddSwitchCommands(CLI::App& app, int& exitCode);
 
 // Writes one line to standard output: byte by byte into a file or pipe, with control bytes escaped
 // on a terminal.

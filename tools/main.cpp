@@ -41,6 +41,7 @@ int Run(int argc, char** argv) {
     tools::AddProcessCommands(app, exitCode);
     tools::AddRegistryCommands(app, exitCode);
     tools::AddSmbiosCommands(app, exitCode);
+    tools::AddSwitchCommands(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

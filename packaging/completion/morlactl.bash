@@ -5,11 +5,12 @@ _morlactl() {
     local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
     case "$COMP_CWORD $command" in
-        1*) words="ini inventory process registry smbios --help --version" ;;
+        1*) words="ini inventory process registry smbios switch --help --version" ;;
         2\ ini*) words="get set delete list copy --help" ;;
         2\ process*) words="find show --help" ;;
         2\ registry*) words="get set list create delete export import check --help" ;;
-        3\ ini* | 3\ registry\ import | 3\ registry\ check) files=yes ;;
+        2\ switch*) words="check --help" ;;
+        3\ ini* | 3\ switch\ check | 3\ registry\ import | 3\ registry\ check) files=yes ;;
         3\ registry*)
             words="HKEY_LOCAL_MACHINE HKEY_CURRENT_USER HKEY_USERS HKEY_CLASSES_ROOT"
             words+=" HKEY_CURRENT_CONFIG"
@@ -23,6 +24,7 @@ _morlactl() {
             registry\ list) words="--recursive --json --force" ;;
             registry\ set) words="--type --force" ;;
             registry\ check) words="" ;;
+            switch\ check) words="--load-modules --timeout" ;;
             registry*) words="--force" ;;
         esac
         words+=" --help"

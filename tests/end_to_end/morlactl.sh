@@ -43,14 +43,14 @@ prints() {
 
 usage() {
     local group arguments
-    for group in "" ini process registry; do
+    for group in "" ini process registry switch; do
         prints '^Usage: morlactl' ${group:+"$group"} --help
         expect 64 '' ${group:+"$group"}
         expect 64 '' ${group:+"$group"} bogus
     done
     for arguments in 'ini get' 'ini set' 'ini delete' 'ini list' 'ini copy' 'process find' \
         'process show' 'registry get' 'registry set' 'registry list' 'registry create' \
-        'registry delete' 'registry export' 'registry import' 'registry check'; do
+        'registry delete' 'registry export' 'registry import' 'registry check' 'switch check'; do
         # shellcheck disable=SC2086 # two words
         prints "^Usage: morlactl $arguments" $arguments --help
         # shellcheck disable=SC2086
@@ -255,9 +255,10 @@ completions() {
     complete_to --from smbios --f
     complete_to --capture inventory --c
     complete_to slots inventory --section s
+    complete_to --load-modules switch check libswitch.so --l
     # Every command that the tool knows is offered, and none that it does not know.
     local group command
-    for group in ini process registry; do
+    for group in ini process registry switch; do
         COMP_WORDS=(morlactl "$group" '')
         COMP_CWORD=2
         _morlactl
