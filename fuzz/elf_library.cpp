@@ -77,7 +77,7 @@ void RequireTexts(std::string_view file, const std::vector<std::string_view>& te
     for (const std::string_view text : texts) {
         fuzz::Require(text.empty() || (fuzz::IsInside(text, file) &&
                                        text.data() + text.size() < file.data() + file.size() &&
-                                       text.data()[text.size()] == '\0'),
+                                       *(text.data() + text.size()) == '\0'),
                       "a text stands in the file, with its end");
     }
 }

@@ -14,4 +14,4 @@ need "${build_packages[@]}" abigail-tools
 configure build
 cmake --build build -j 2 --target morla morla_host_shared sdk_types
 exec scripts/abi_gate.sh "$action" build/daemon/morla build/libmorla_host.so \
-    build/sdk/libsdk_types.so build/sdk/abi
+    build/tests/switch/libsdk_types.so build/tests/switch/abi

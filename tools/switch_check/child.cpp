@@ -26,6 +26,7 @@ constexpr std::size_t kReportLimit = 1U << 20U;
 
 int Spawn(std::vector<std::string>& command, int reportFd, pid_t& child) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& word : command) {
         arguments.push_back(word.data());
     }

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -68,16 +69,21 @@ std::vector<std::string> SearchFolders(std::string_view runPath, const std::stri
     return folders;
 }
 
-void LoadNeeded(const elf::Library& library, const std::string& file) {
-    for (const std::string_view needed : library.Needed) {
-        const std::string name(needed);
-        void* handle = nullptr;
-        for (const std::string& folder : SearchFolders(library.RunPath, file)) {
-            handle = handle != nullptr
-                         ? handle
-                         : dlopen((folder + "/" + name).c_str(), RTLD_LAZY | RTLD_GLOBAL);
+void* LoadFrom(const std::vector<std::string>& folders, const std::string& name) {
+    for (std::string path : folders) {
+        path += '/';
+        path += name;
+        if (void* const handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_GLOBAL); handle != nullptr) {
+            return handle;
         }
-        if (handle == nullptr && dlopen(name.c_str(), RTLD_LAZY | RTLD_GLOBAL) == nullptr) {
+    }
+    return dlopen(name.c_str(), RTLD_LAZY | RTLD_GLOBAL);
+}
+
+void LoadNeeded(const elf::Library& library, const std::string& file) {
+    const std::vector<std::string> folders = SearchFolders(library.RunPath, file);
+    for (const std::string_view needed : library.Needed) {
+        if (LoadFrom(folders, std::string(needed)) == nullptr) {
             Report(Verdict::kError, "needs", LoaderError());
         }
     }
