@@ -33,9 +33,6 @@
 
 #define MORLA_CDEBUG_DEFINED  // this is the full class behind the SDK's view of it
 
-// A setting that neither a file nor a variable gave.
-inline constexpr std::uint32_t kTraceSettingUnset = 0xFFFFFFFF;
-
 // Where entries go.
 enum TraceTarget : std::uint32_t { kTargetNone = 0, kTargetLogFile = 1, kTargetRingBuffer = 2 };
 

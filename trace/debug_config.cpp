@@ -8,23 +8,13 @@
 #include "base/cancellation.h"
 #include "base/paths.h"
 #include "trace/debug.h"
+#include "trace/trace_settings.h"
 #include "trace/weight_variable.h"
 
 namespace {
 
-constexpr char kGlobalFile[] = "global_trace.ini";
-constexpr char kGlobalSection[] = "GlobalDebugSettings";
-constexpr std::size_t kDirectoryLimit = 256;
-
-// A variable's number, in base 10; `otherwise` when it is not set at all. Set but empty reads as 0.
-std::uint32_t NumberFromEnvironment(const char* name, std::uint32_t otherwise) {
-    const char* text = std::getenv(name);
-    return text != nullptr ? static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10))
-                           : otherwise;
-}
-
-std::uint32_t ValueOr(std::uint32_t value, std::uint32_t otherwise) {
-    return value != kTraceSettingUnset ? value : otherwise;
+const char* FromEnvironment(const char* name) {
+    return std::getenv(name);
 }
 
 }  // namespace
@@ -39,11 +29,11 @@ bool CDebug::ReadDebugConfig(const char* applName) {
         std::free(files);
         return true;
     }
-    m_IniRingBufferSizeFactor = kTraceSettingUnset;
-    m_IniRingBufferSizeWeight = kTraceSettingUnset;
-    m_IniNoHeaderToStderr = kTraceSettingUnset;
+    m_IniRingBufferSizeFactor = trace::kSettingUnset;
+    m_IniRingBufferSizeWeight = trace::kSettingUnset;
+    m_IniNoHeaderToStderr = trace::kSettingUnset;
     // Deliberate: unset is not zero, so the memory column is shown unless a file says 0.
-    m_MemoryTracesFlag = kTraceSettingUnset;
+    m_MemoryTracesFlag = trace::kSettingUnset;
     m_IniRingBufferDirectory[0] = '\0';
     ReadConfigFiles(applName, files, count);
     for (int i = 0; i < count; ++i) {
@@ -56,9 +46,10 @@ bool CDebug::ReadDebugConfig(const char* applName) {
 
 // `count` is negative when the directory could not be read.
 void CDebug::ReadConfigFiles(const char* applName, dirent** files, int count) {
-    if (m_GlobalConfig.OpenSectionInIniFile(kGlobalSection, kGlobalFile,
+    if (m_GlobalConfig.OpenSectionInIniFile(trace::kGlobalSection, trace::kGlobalFile,
                                             paths::kTraceConfigDirectory)) {
-        m_IniDynamicUpdate = m_GlobalConfig.Number("DynamicUpdate").value_or(m_IniDynamicUpdate);
+        m_IniDynamicUpdate =
+            m_GlobalConfig.Number(trace::kDynamicUpdate.Key).value_or(m_IniDynamicUpdate);
     }
     for (int i = 0; i < count; ++i) {
         if (m_ApplConfig.OpenSectionInIniFile(applName, files[i]->d_name,
@@ -70,48 +61,43 @@ void CDebug::ReadConfigFiles(const char* applName, dirent** files, int count) {
 }
 
 void CDebug::ReadApplicationSection() {
-    const auto read = [this](const char* key, std::uint32_t& setting) {
-        setting = m_ApplConfig.Number(key).value_or(setting);
+    const auto read = [this](const trace::SettingName& name, std::uint32_t& setting) {
+        setting = m_ApplConfig.Number(name.Key).value_or(setting);
     };
-    if (const auto directory = m_ApplConfig.Value("RingBufferDirectory", kDirectoryLimit)) {
+    if (const auto directory = m_ApplConfig.Value(trace::kDirectory.Key, trace::kDirectoryLimit)) {
         CopyText(m_IniRingBufferDirectory, *directory);
     }
-    read("FileDebugLevel", m_IniDebugLevel);
-    read("TraceFlags", m_TraceFlags);
-    read("RingBufferSizeFactor", m_IniRingBufferSizeFactor);
-    read("RingBufferSizeWeight", m_IniRingBufferSizeWeight);
-    read("NoHeaderToStderr", m_IniNoHeaderToStderr);
-    read("MemoryTracesFlag", m_MemoryTracesFlag);
+    read(trace::kDebugLevel, m_IniDebugLevel);
+    read(trace::kTraceFlags, m_TraceFlags);
+    read(trace::kSizeFactor, m_IniRingBufferSizeFactor);
+    read(trace::kSizeWeight, m_IniRingBufferSizeWeight);
+    read(trace::kNoHeader, m_IniNoHeaderToStderr);
+    read(trace::kMemoryColumn, m_MemoryTracesFlag);
 }
 
 // Puts the settings in force: environment before file before default.
 void CDebug::ApplySettings() {
-    m_DynamicUpdate =
-        NumberFromEnvironment("HX_LOG_DYNAMIC_UPDATE", ValueOr(m_IniDynamicUpdate, 0));
-    m_LogFileMaxSize = NumberFromEnvironment("HX_LOG_FILE_MAX_SIZE", m_LogFileMaxSize);
-    // Deliberate: "HX_LOG_FILE_DIR" is shown in the log header and decides nothing; the ring's
-    // directory is the log file's too.
-    const char* directory = std::getenv("HX_LOG_RINGBUF_DIR");
-    if (directory == nullptr) {
-        directory =
-            m_IniRingBufferDirectory[0] != '\0' ? m_IniRingBufferDirectory : paths::kTraceDirectory;
-    }
-    CopyText(m_TraceDirectory, directory);
-    m_TraceLevel = NumberFromEnvironment("HX_LOG_DEBUG_LEVEL", ValueOr(m_IniDebugLevel, 0));
-    // Deliberate: the factor's variable bears the name of the agent's own limit.
-    m_RingBufferFactor =
-        NumberFromEnvironment("TraceFileLimit", ValueOr(m_IniRingBufferSizeFactor, 0));
-    m_RingBufferWeight =
-        NumberFromEnvironment("HX_LOG_RINGBUF_WEIGHT", ValueOr(m_IniRingBufferSizeWeight, 0));
-    // Deliberate: the variable is spelled so.
-    m_NoHeaderToStderr =
-        NumberFromEnvironment("HX_LOG_NOHDR_TOSDTERR", ValueOr(m_IniNoHeaderToStderr, 1));
-    m_TraceLevelSaved = m_TraceLevel;
+    const trace::FileSettings files{.DynamicUpdate = m_IniDynamicUpdate,
+                                    .Level = m_IniDebugLevel,
+                                    .Factor = m_IniRingBufferSizeFactor,
+                                    .Weight = m_IniRingBufferSizeWeight,
+                                    .NoHeader = m_IniNoHeaderToStderr,
+                                    .Directory = m_IniRingBufferDirectory};
+    const trace::Settings settings =
+        trace::SettingsInForce(files, m_LogFileMaxSize, FromEnvironment);
+    m_DynamicUpdate = settings.DynamicUpdate;
+    m_LogFileMaxSize = settings.LogFileLimit;
+    CopyText(m_TraceDirectory, settings.Directory);
+    m_TraceLevel = settings.Level;
+    m_RingBufferFactor = settings.Factor;
+    m_RingBufferWeight = settings.Weight;
+    m_NoHeaderToStderr = settings.NoHeader;
+    m_TraceLevelSaved = settings.Level;
 }
 
 void CDebug::ReadWeightOfApplication() {
-    m_RingBufferWeight =
-        NumberFromEnvironment(trace::WeightVariable(ApplName()).Name, m_RingBufferWeight);
+    m_RingBufferWeight = trace::VariableOr(FromEnvironment, trace::WeightVariable(ApplName()).Name,
+                                           m_RingBufferWeight);
 }
 
 // Under the lock. Asks again whether the check is due: another thread may just have made it.
@@ -123,22 +109,23 @@ void CDebug::UpdateConfig() {
     const CCancellationHold hold;
     m_LastDynamicCheck = std::time(nullptr);
     if (m_GlobalConfig.HasChanged() &&
-        m_GlobalConfig.OpenSectionInIniFile(kGlobalSection, kGlobalFile,
+        m_GlobalConfig.OpenSectionInIniFile(trace::kGlobalSection, trace::kGlobalFile,
                                             paths::kTraceConfigDirectory)) {
-        if (const auto period = m_GlobalConfig.Number("DynamicUpdate")) {
+        if (const auto period = m_GlobalConfig.Number(trace::kDynamicUpdate.Key)) {
             m_IniDynamicUpdate = *period;
             m_DynamicUpdate = *period;
         }
     }
     if (m_ApplConfig.HasChanged() &&
         m_ApplConfig.OpenSectionInIniFile(ApplName(), "", paths::kTraceConfigDirectory)) {
-        if (const auto level = m_ApplConfig.Number("FileDebugLevel")) {
+        if (const auto level = m_ApplConfig.Number(trace::kDebugLevel.Key)) {
             m_IniDebugLevel = *level;
             m_TraceLevel = *level;
             m_TraceLevelSaved = *level;
         }
-        m_TraceFlags = m_ApplConfig.Number("TraceFlags").value_or(m_TraceFlags);
-        m_MemoryTracesFlag = m_ApplConfig.Number("MemoryTracesFlag").value_or(m_MemoryTracesFlag);
+        m_TraceFlags = m_ApplConfig.Number(trace::kTraceFlags.Key).value_or(m_TraceFlags);
+        m_MemoryTracesFlag =
+            m_ApplConfig.Number(trace::kMemoryColumn.Key).value_or(m_MemoryTracesFlag);
     }
 }
 

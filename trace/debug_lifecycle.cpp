@@ -11,13 +11,12 @@
 #include "base/owned_text.h"
 #include "trace/debug.h"
 #include "trace/shell_word.h"
+#include "trace/trace_settings.h"
 
 namespace {
 
 constexpr char kTrailer[] = "## TRACE-END ##\n";
 constexpr std::uint32_t kLogFileMaxSize = 51200;  // bytes
-constexpr std::uint32_t kLargestRingFactor = 2;
-constexpr std::uint64_t kInitRingFactor = 4;  // the start-up ring's size, in active rings
 constexpr long kDefaultPageSize = 4096;
 constexpr char kNoStartTime[] = "\nwww mmm dd hh:mm:ss yyyy";
 
@@ -34,7 +33,7 @@ CDebug::CDebug(const char* applName) : CDebug() {
 }
 
 void CDebug::ClassInit() {
-    m_IniDebugLevel = kTraceSettingUnset;
+    m_IniDebugLevel = trace::kSettingUnset;
     CopyText(m_Trailer, kTrailer);
     m_TrailerLength = sizeof kTrailer - 1;
     m_LogFileMaxSize = kLogFileMaxSize;
@@ -94,7 +93,7 @@ bool CDebug::StartWithoutRing() {
 
 bool CDebug::StartWithRing() {
     ReadWeightOfApplication();
-    m_RingBufferFactor = std::min(m_RingBufferFactor, kLargestRingFactor);
+    m_RingBufferFactor = std::min(m_RingBufferFactor, trace::kLargestRingFactor);
     const long pageSize = sysconf(_SC_PAGESIZE);
     const std::uint64_t size = trace::RingSize(pageSize < 1 ? kDefaultPageSize : pageSize,
                                                m_RingBufferFactor, m_RingBufferWeight);
@@ -103,7 +102,7 @@ bool CDebug::StartWithRing() {
     }
     SetTracePath(m_RingBufferPathActive, "_a");
     SetTracePath(m_RingBufferPathInit, "_i");
-    const bool isRingReady = InitRingBuffer(m_RingBufferPathInit, size * kInitRingFactor);
+    const bool isRingReady = InitRingBuffer(m_RingBufferPathInit, size * trace::kInitRingFactor);
     if (m_NoHeaderToStderr == 0) {
         WriteLogHeader(kTargetLogFile);
     }
@@ -160,7 +159,7 @@ void CDebug::EndInitialization() {
     PrintIt(kTargetRingBuffer, "\n### End of initialization. ###");
     CloseRingBuffer();
     CompressInitRing();
-    if (InitRingBuffer(m_RingBufferPathActive, m_RingBufferSize / kInitRingFactor)) {
+    if (InitRingBuffer(m_RingBufferPathActive, m_RingBufferSize / trace::kInitRingFactor)) {
         m_TracingActive = true;
     } else {
         SwitchTracingOff();

@@ -78,6 +78,9 @@ inline std::size_t ParseResidentKilobytes(std::string_view status) {
     return ParseResidentKilobytes(status, line);
 }
 
+inline constexpr std::uint32_t kLargestRingFactor = 2;
+inline constexpr std::uint64_t kInitRingFactor = 4;  // the start-up ring's size, in active rings
+
 // Bytes of a ring: page size x factor x weight x 256.
 std::uint64_t RingSize(long pageSize, std::uint32_t factor, std::uint32_t weight);
 

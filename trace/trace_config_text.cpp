@@ -20,7 +20,8 @@ bool EqualsIgnoringCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-// The text before the header of the last section, when that is "EndOfFile".
+}  // namespace
+
 std::optional<std::string_view> CutAtEndSection(std::string_view file) {
     const std::size_t close = file.rfind(']');
     if (close == std::string_view::npos) {
@@ -33,8 +34,6 @@ std::optional<std::string_view> CutAtEndSection(std::string_view file) {
     }
     return file.substr(0, open);
 }
-
-}  // namespace
 
 std::optional<std::string_view> FindSection(std::string_view file, std::string_view name) {
     const auto text = CutAtEndSection(file);

@@ -8,6 +8,10 @@
 
 namespace trace {
 
+// The text before the header of the last section. Nothing when that is not "EndOfFile" (case
+// ignored): such a file counts as absent.
+std::optional<std::string_view> CutAtEndSection(std::string_view file);
+
 // The text of the section of that name (case ignored), from behind its "]" to the next "[" or the
 // end. Nothing when the last section header of the file is not "EndOfFile" (case ignored), when a
 // "[" has no "]", or when there is no such section. The first section of a name counts.
