@@ -13,7 +13,7 @@
 #include "base/paths.h"
 #include "daemon/daemon_tag.h"
 #include "daemon/guarded_trace.h"
-#include "daemon/run_level.h"
+#include "os/run_level.h"
 
 using daemon_names::kTag;
 

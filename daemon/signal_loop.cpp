@@ -5,7 +5,7 @@
 #include "base/control_signals.h"
 #include "daemon/daemon_tag.h"
 #include "daemon/exit_event.h"
-#include "daemon/run_level.h"
+#include "os/run_level.h"
 #include "daemon/run_level_reader.h"
 #include "trace/debug.h"
 

@@ -1,7 +1,7 @@
 // The texts and records that carry a run level.
 //
 // Input: the text of the run-level file or of the runlevel program.
-#include "daemon/run_level.h"
+#include "os/run_level.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "daemon/run_level.h"
+#include "os/run_level.h"
 
 #include <charconv>
 #include <limits>

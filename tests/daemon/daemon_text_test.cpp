@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "daemon/command_line.h"
-#include "daemon/run_level.h"
+#include "os/run_level.h"
 #include "daemon/version_record.h"
 
 TEST(CommandLine, TakesWholeOptionsBehindTheProgramsName) {
