@@ -7,11 +7,25 @@ namespace paths {
 
 // The daemon.
 inline constexpr char kInstanceLock[] = "/var/lock/zentd";  // CFileLock appends ".lock"
+inline constexpr char kLockDirectory[] = "/var/lock";
 inline constexpr char kPidFile[] = "/var/run/zentd.pid";
 inline constexpr char kRunLevelFile[] = "/etc/quorvat/RunLevel";
 inline constexpr char kSystemctl[] = "/usr/bin/systemctl";
 inline constexpr char kRunLevelProgram[] = "/sbin/runlevel";
 inline constexpr char kSmbusDevice[] = "/dev/pci/smbus";
+
+// What starts it, and what it is started with.
+inline constexpr char kServiceEnvironment[] = "/etc/default/morla";
+inline constexpr char kSwitchLibrary[] = "libswitch.so";  // found by the loader
+inline constexpr char kLoaderCache[] = "/etc/ld.so.cache";
+// Where the loader looks last, in its order.
+inline constexpr const char* kLibraryFolders[] = {"/lib/x86_64-linux-gnu",
+                                                  "/usr/lib/x86_64-linux-gnu",
+                                                  "/lib64",
+                                                  "/usr/lib64",
+                                                  "/lib",
+                                                  "/usr/lib"};
+inline constexpr char kProgramPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin";
 
 // Tracing.
 inline constexpr char kTraceConfigDirectory[] = "/etc/velmor/OskariaSuite/TraceConfig";
@@ -20,6 +34,7 @@ inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 
 // Processes.
 inline constexpr char kProc[] = "/proc";
+inline constexpr char kProcLocks[] = "/proc/locks";
 inline constexpr char kProcSelfExe[] = "/proc/self/exe";
 inline constexpr char kProcSelfUidMap[] = "/proc/self/uid_map";
 inline constexpr char kProcSelfGidMap[] = "/proc/self/gid_map";

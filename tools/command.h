@@ -14,6 +14,7 @@ enum ExitCode : int { kSuccess = 0, kFailure = 1, kNotFound = 2, kUsage = 64 };
 
 // Each adds one group of commands to the command line. The command that is chosen runs while the
 // line is parsed and leaves its exit code in `exitCode`, which lives as long as `app`.
+void AddDoctorCommands(CLI::App& app, int& exitCode);
 void AddIniCommands(CLI::App& app, int& exitCode);
 void AddInventoryCommands(CLI::App& app, int& exitCode);
 void AddProcessCommands(CLI::App& app, int& exitCode);

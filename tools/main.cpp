@@ -13,6 +13,8 @@
 namespace {
 
 constexpr char kNotes[] =
+    "Begin with \"morlactl doctor\" when something does not work. Every group and verb has --help;\n"
+    "the manual page is morlactl(1).\n"
     "Exit codes: 0 done, 1 failed, 2 not found, 64 wrong usage.\n"
     "An argument that begins with \"-\" stands after \"--\".";
 
@@ -36,6 +38,7 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", "morlactl " MORLACTL_VERSION);
     app.footer(kNotes);
     app.require_subcommand(1);
+    tools::AddDoctorCommands(app, exitCode);
     tools::AddIniCommands(app, exitCode);
     tools::AddInventoryCommands(app, exitCode);
     tools::AddProcessCommands(app, exitCode);

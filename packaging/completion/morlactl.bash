@@ -5,7 +5,7 @@ _morlactl() {
     local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
     case "$COMP_CWORD $command" in
-        1*) words="ini inventory process registry smbios switch --help --version" ;;
+        1*) words="doctor ini inventory process registry smbios switch --help --version" ;;
         2\ ini*) words="get set delete list copy --help" ;;
         2\ process*) words="find show --help" ;;
         2\ registry*) words="get set list create delete export import check --help" ;;
@@ -40,6 +40,8 @@ _morlactl() {
             --section) words="slots adapters drives volumes firmware" ;;
             --from | --capture) files=yes ;;
         esac
+    elif [ "${COMP_WORDS[1]}" = doctor ] && [ "$COMP_CWORD" -gt 1 ]; then
+        words="--json --help"
     elif [ "$previous" = --type ]; then
         words="string expand dword binary"
     fi

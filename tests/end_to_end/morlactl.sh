@@ -256,13 +256,14 @@ completions() {
     complete_to --capture inventory --c
     complete_to slots inventory --section s
     complete_to --load-modules switch check libswitch.so --l
+    complete_to --json doctor --j
     # Every command that the tool knows is offered, and none that it does not know.
     local group command
-    for group in ini process registry switch; do
-        COMP_WORDS=(morlactl "$group" '')
-        COMP_CWORD=2
+    for group in "" ini process registry switch; do
+        COMP_WORDS=(morlactl ${group:+"$group"} '')
+        COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
         _morlactl
-        command="$("$morlactl" "$group" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p')"
+        command="$("$morlactl" ${group:+"$group"} --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p')"
         same "commands of $group" "$(printf '%s\n' "${COMPREPLY[@]}" | grep -v -- -- | sort)" \
             "$(sort <<<"$command")"
     done

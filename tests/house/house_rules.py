@@ -21,7 +21,7 @@ MAY_INCLUDE = {
     "inventory": {"base", "sdk", "trace", "os", "hardware"},
     "modules": {"base", "sdk", "trace", "os", "hardware", "inventory"},
     "examples": {"base", "sdk", "os", "hardware"},
-    "tools": {"base", "sdk", "trace", "os", "hardware", "inventory"},
+    "tools": {"base", "sdk", "trace", "os", "hardware", "inventory", "switch"},
     "bench": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools"},
     "fuzz": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools", "daemon"},
 }
