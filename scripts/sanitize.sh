@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # ./dev sanitize [address|thread]: the tests under the sanitizers; both by default.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-need "${build_packages[@]}" python3 binutils gzip procps
+need "${build_packages[@]}" python3 binutils gzip procps mandoc man-db
 # Without an alternate signal stack: looking at it while a cancelled thread unwinds, the runtime of
 # g++ 12 stumbles over its own marks.
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=1:use_sigaltstack=0
