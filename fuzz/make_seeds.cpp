@@ -88,6 +88,16 @@ void WriteRunLevelSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "run_level", "too_large", "-99999999999");
 }
 
+void WriteDoctorSeeds(const fs::path& corpus) {
+    WriteSeed(corpus, "doctor", "section",
+              "\n;FileDebugLevel=3\n FileDebugLevel = 010\r\nTraceFlags=\nother=1\n"
+              "RingBufferDirectory=x\n");
+    WriteSeed(corpus, "doctor", "locks",
+              "1: FLOCK  ADVISORY  WRITE 5 08:01:12 0 EOF\n"
+              "7f0-7f1 r-xp 0 08:01 6   /l/libswitch.so (deleted)\n");
+    WriteSeed(corpus, "doctor", "environment", "A=1\nB=\"two words\"\n#C=3\n/a::/b");
+}
+
 void WriteTraceSeeds(const fs::path& corpus) {
     const std::string_view file =
         "[zentd]\nFileDebugLevel = 3\nRingBufferSizeFactor=0x10\r\n[GLOBAL]\nFileDir=/x\n"
@@ -279,6 +289,7 @@ int main(int argc, char** argv) {
     WriteRunLevelSeeds(argv[1]);
     WriteSmbiosSeeds(argv[1]);
     WriteSlotSeeds(argv[1]);
+    WriteDoctorSeeds(corpus);
     WriteTraceSeeds(argv[1]);
     WriteElfSeeds(argv[1]);
     return 0;
