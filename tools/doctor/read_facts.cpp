@@ -53,7 +53,8 @@ RingFacts ReadRing(const std::string& directory) {
 std::string FindProgram(const std::string& name, const char* programPath) {
     for (const std::string& folder :
          SearchFolders(programPath != nullptr ? programPath : paths::kProgramPath)) {
-        std::string path = folder + "/" + name;
+        std::string path = folder;
+        path.append("/").append(name);
         if (access(path.c_str(), X_OK) == 0) {
             return path;
         }

@@ -103,7 +103,8 @@ void ReadModuleFolder(ModulesFacts& facts) {
         }
         std::string module;
         std::string problem;
-        facts.Modules.push_back(place + "/" + name);
+        facts.Modules.push_back(place);
+        facts.Modules.back().append("/").append(name);
         if (ResolveTrustedPath(facts.Modules.back(), PathKind::kRegularFile, module, problem) !=
             0) {
             facts.Refused.push_back(problem);
