@@ -5,8 +5,8 @@
 #include "base/control_signals.h"
 #include "daemon/daemon_tag.h"
 #include "daemon/exit_event.h"
-#include "os/run_level.h"
 #include "daemon/run_level_reader.h"
+#include "os/run_level.h"
 #include "trace/debug.h"
 
 using daemon_names::kTag;

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "daemon/command_line.h"
-#include "os/run_level.h"
 #include "daemon/version_record.h"
+#include "os/run_level.h"
 
 TEST(CommandLine, TakesWholeOptionsBehindTheProgramsName) {
     struct Case {
