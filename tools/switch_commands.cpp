@@ -17,7 +17,7 @@ constexpr unsigned int kLongestTimeout = 600;
 std::string Line(const switch_check::Finding& finding) {
     constexpr std::size_t kWordWidth = 9;
     constexpr std::size_t kCheckWidth = 8;
-    std::string line = switch_check::Word(finding.Judgement);
+    std::string line = Word(finding.Judgement);
     line.resize(kWordWidth, ' ');
     line += finding.Check;
     line.resize(kWordWidth + kCheckWidth, ' ');

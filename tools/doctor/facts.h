@@ -84,6 +84,7 @@ struct SwitchFacts {
     std::string How;          // how the loader comes to it
     std::string Head;         // the first bytes of the file
     std::string Distrust;     // why somebody else than root can change it; empty: nobody can
+    std::string Misfit;       // why the daemon could not use it; empty: it can, or was not tried
     bool IsReplaced = false;  // the daemon runs with a file that is gone
     std::vector<std::string> Searched;
 };

@@ -6,15 +6,6 @@ namespace doctor {
 
 namespace {
 
-const char* Word(Verdict verdict) {
-    switch (verdict) {
-    case Verdict::kOk: return "ok";
-    case Verdict::kWarning: return "warning";
-    case Verdict::kError: break;
-    }
-    return "error";
-}
-
 std::string Padded(std::string text, std::size_t width) {
     text.resize(std::max(width, text.size() + 1), ' ');
     return text;

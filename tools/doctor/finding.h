@@ -1,15 +1,15 @@
 // What morlactl doctor says: one finding for each thing that it looked at.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "inventory/json_text.h"
+#include "tools/verdict.h"
 
 namespace doctor {
 
-enum class Verdict : std::uint8_t { kOk, kWarning, kError };
+using tools::Verdict;
 
 struct Finding {
     std::string Check;  // what was looked at: "lock", "ring", ...

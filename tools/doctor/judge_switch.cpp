@@ -26,12 +26,16 @@ void JudgeSwitch(const SwitchFacts& library, CFindings& findings) {
                        library.Path + " (" + library.How + "): " + library.Distrust +
                            "; what it does is done as root",
                        "chown root and chmod go-w what is named");
+    } else if (!library.Misfit.empty()) {
+        findings.Error("switch",
+                       library.Path + " (" + library.How + ") is not fit: " + library.Misfit,
+                       "install another; morlactl switch check " + library.Path + " tells all");
     } else if (library.IsReplaced) {
         findings.Warning("switch", library.Path + " was replaced since the daemon loaded it",
                          "restart the daemon");
     } else {
         findings.Ok("switch", library.Path + " (" + library.How +
-                                  "); to look into it: morlactl switch check " + library.Path);
+                                  ") is found, and fit to be the daemon's switch");
     }
 }
 

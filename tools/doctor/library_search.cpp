@@ -1,10 +1,11 @@
 #include "tools/doctor/library_search.h"
 
-#include <elf.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+
+#include "base/byte_view.h"
+#include "tools/switch_check/elf_library.h"
 
 namespace doctor {
 
@@ -69,15 +70,14 @@ std::optional<std::string> FindInLoaderCache(std::string_view cache, std::string
 }
 
 const char* LibraryProblem(std::string_view head) {
-    Elf64_Ehdr header{};
-    if (head.size() < sizeof header || !head.starts_with(ELFMAG)) {
-        return "is no ELF file";
+    switch (elf::Parse(CByteView(head)).FileKind) {
+    case elf::Kind::kNotElf: return "is no ELF file";
+    case elf::Kind::kOtherClass:
+    case elf::Kind::kOtherMachine: return "is not for 64-bit x86";
+    case elf::Kind::kNotShared: return "is no shared library";
+    case elf::Kind::kLibrary: break;
     }
-    std::memcpy(&header, head.data(), sizeof header);
-    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_machine != EM_X86_64) {
-        return "is not for 64-bit x86";
-    }
-    return header.e_type == ET_DYN ? nullptr : "is no shared library";
+    return nullptr;
 }
 
 std::string FindMapped(std::string_view maps, std::string_view name) {

@@ -1,5 +1,6 @@
 // Configuration, libraries and modules.
 #include <cerrno>
+#include <chrono>
 
 #include "base/directory.h"
 #include "base/error_text.h"
@@ -9,6 +10,7 @@
 #include "switch/switch_settings.h"
 #include "tools/doctor/library_search.h"
 #include "tools/doctor/reader.h"
+#include "tools/switch_check/check.h"
 
 namespace doctor {
 
@@ -112,6 +114,17 @@ void ReadModuleFolder(ModulesFacts& facts) {
     }
 }
 
+// What the check of switch libraries has against the library.
+std::string FindMisfit(const std::string& path) {
+    constexpr std::chrono::seconds kTimeout(5);
+    for (const switch_check::Finding& finding : switch_check::Check(path, {kTimeout, false})) {
+        if (finding.Judgement == tools::Verdict::kError) {
+            return finding.Check + ": " + finding.What;
+        }
+    }
+    return "";
+}
+
 }  // namespace
 
 TraceConfigFacts ReadTraceConfig() {
@@ -132,6 +145,10 @@ SwitchFacts ReadSwitch(int daemonPid, const EnvironmentFacts& environment) {
     std::string resolved;
     if (!facts.Path.empty()) {
         (void)ResolveTrustedPath(facts.Path, PathKind::kRegularFile, resolved, facts.Distrust);
+    }
+    // Only what none but root can have changed is run here.
+    if (!resolved.empty() && facts.Distrust.empty() && !facts.IsReplaced) {
+        facts.Misfit = FindMisfit(resolved);
     }
     return facts;
 }

@@ -1,14 +1,15 @@
 // What the check of a switch library found out, one record for each thing that it looked at.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/verdict.h"
+
 namespace switch_check {
 
-enum class Verdict : std::uint8_t { kOk, kWarning, kError };
+using tools::Verdict;
 
 struct Finding {
     std::string Check;  // one word: "file", "needs", "symbol", ...
@@ -16,15 +17,6 @@ struct Finding {
     std::string What;  // one line; may hold bytes of the library as they are
 };
 using Findings = std::vector<Finding>;
-
-[[nodiscard]] inline const char* Word(Verdict verdict) {
-    switch (verdict) {
-    case Verdict::kOk: return "ok";
-    case Verdict::kWarning: return "warning";
-    case Verdict::kError: break;
-    }
-    return "error";
-}
 
 // --- What the probe, which loads the library, tells the process that judges it: lines ---
 

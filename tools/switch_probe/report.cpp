@@ -20,7 +20,7 @@ void Step(std::string_view step) {
 }
 
 void Report(switch_check::Verdict verdict, std::string_view check, const std::string& what) {
-    Write(std::string(switch_check::Word(verdict)) + switch_check::kSeparator + std::string(check) +
+    Write(std::string(tools::Word(verdict)) + switch_check::kSeparator + std::string(check) +
           switch_check::kSeparator + what);
 }
 
