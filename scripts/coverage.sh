@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# ./dev coverage [FILTER]: which lines and branches the tests run, by folder.
+#
+# A process that is killed writes no counts: what only a killed daemon does is missing.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+need "${build_packages[@]}" python3 binutils gzip procps gcovr
+configure_and_build build/coverage -DMORLA_COVERAGE=ON -DCMAKE_BUILD_TYPE=Debug >&2
+find build/coverage -name '*.gcda' -delete
+ctest --test-dir build/coverage --output-on-failure -j 2 ${1:+-R "$1"} >&2 ||
+    printf 'coverage: tests failed, see above; what ran is counted\n' >&2
+filters=()
+for folder in base trace daemon os hardware inventory switch tools trace_reader; do
+    filters+=(--filter "$folder/")
+done
+gcovr --root . --object-directory build/coverage --json build/coverage/counts.json \
+    --exclude-throw-branches --exclude-unreachable-branches -j 2 \
+    "${filters[@]}"
+scripts/coverage_table.py build/coverage/counts.json
