@@ -16,14 +16,15 @@ MAY_INCLUDE = {
     "trace": {"base", "sdk"},
     "os": {"base", "sdk", "trace"},
     "hardware": {"base", "sdk", "trace", "os"},
+    "trace_reader": {"base", "sdk", "trace"},
     "daemon": {"base", "sdk", "trace", "os"},
     "switch": {"base", "sdk"},
     "inventory": {"base", "sdk", "trace", "os", "hardware"},
     "modules": {"base", "sdk", "trace", "os", "hardware", "inventory"},
     "examples": {"base", "sdk", "os", "hardware"},
-    "tools": {"base", "sdk", "trace", "os", "hardware", "inventory", "switch"},
+    "tools": {"base", "sdk", "trace", "trace_reader", "os", "hardware", "inventory", "switch"},
     "bench": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools"},
-    "fuzz": {"base", "sdk", "trace", "os", "hardware", "inventory", "tools", "daemon"},
+    "fuzz": {"base", "sdk", "trace", "trace_reader", "os", "hardware", "inventory", "tools", "daemon"},
 }
 LONGEST_FILE = 500
 PATHS_HEADER = Path("base/paths.h")

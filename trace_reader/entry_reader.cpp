@@ -1,0 +1,164 @@
+#include "trace_reader/entry_reader.h"
+
+namespace trace_reader {
+
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{256} << 10U;
+constexpr std::size_t kBackBlock = std::size_t{64} << 10U;
+constexpr std::size_t kWitness = 64;  // bytes of a header that tell it from all others: the time
+
+// The offset behind an entry that begins at `from`; npos when the text does not show its end.
+std::size_t EndOfEntry(std::string_view text, std::size_t from) {
+    const std::size_t next = NextLine(text, from);
+    return next == std::string_view::npos ? next : FindEntry(text, next);
+}
+
+}  // namespace
+
+bool CEntrySplitter::Next(Entry& entry) {
+    if (m_Next >= m_Text.size()) {
+        return false;
+    }
+    const std::size_t end = std::min(EndOfEntry(m_Text, m_Next), m_Text.size());
+    entry.Offset = m_Offset + m_Next;
+    entry.IsOld = m_IsOld;
+    entry.Bytes = m_Text.substr(m_Next, end - m_Next);
+    entry.Header = *ParseEntryHeader(entry.Bytes);
+    m_Next = end;
+    return true;
+}
+
+CEntryReader::CEntryReader(const CTraceBytes& bytes, std::vector<Region> regions, Place from)
+    : m_Bytes(bytes), m_Regions(std::move(regions)) {
+    EnterRegion(from.Region, from.Offset);
+}
+
+void CEntryReader::EnterRegion(std::size_t region, std::uint64_t offset) {
+    m_Region = region;
+    m_Buffer.clear();
+    m_Next = 0;
+    if (region < m_Regions.size()) {
+        m_Read = offset != 0 ? offset : m_Regions[region].Begin;
+    }
+}
+
+// Reads on; false at the region's end.
+bool CEntryReader::Fill() {
+    const std::uint64_t end = m_Regions[m_Region].End;
+    if (m_Read >= end) {
+        return false;
+    }
+    m_Buffer.erase(0, m_Next);
+    m_Next = 0;
+    const std::size_t kept = m_Buffer.size();
+    // More at a time for an entry that is longer than what was read.
+    const auto length =
+        static_cast<std::size_t>(std::min<std::uint64_t>(std::max(kBlock, kept), end - m_Read));
+    m_Buffer.resize(kept + length);
+    const std::size_t got = m_Bytes.Read(m_Read, m_Buffer.data() + kept, length);
+    m_Buffer.resize(kept + got);
+    const std::uint64_t base = m_Read - kept;
+    m_Read = got == length ? m_Read + got : end;  // a file that was cut ends here
+    const std::size_t first = FindEntry(m_Buffer, 0);
+    if (first != std::string::npos) {
+        std::string again;
+        m_Bytes.Read(base + first, kWitness, again);
+        if (std::string_view(m_Buffer).substr(first, again.size()) != again) {
+            DropOverwritten(base);
+        }
+    }
+    return got != 0;
+}
+
+// Keeps what a second read shows unchanged: the writer has gone through the rest.
+void CEntryReader::DropOverwritten(std::uint64_t base) {
+    std::string again;
+    m_Bytes.Read(base, m_Buffer.size(), again);
+    std::size_t changed = m_Buffer.size();
+    while (changed > 0 && again.size() == m_Buffer.size() &&
+           again[changed - 1] == m_Buffer[changed - 1]) {
+        --changed;
+    }
+    const std::size_t line = NextLine(m_Buffer, changed);
+    const std::size_t entry = line == std::string::npos
+                                  ? m_Buffer.size()
+                                  : std::min(FindEntry(m_Buffer, line), m_Buffer.size());
+    m_Lost += entry - m_Next;
+    m_Next = entry;
+}
+
+bool CEntryReader::TakeEntry() {
+    for (;;) {
+        const std::size_t begin = FindEntry(m_Buffer, m_Next);
+        if (begin != std::string::npos) {
+            const std::size_t end = EndOfEntry(m_Buffer, begin);
+            if (end != std::string::npos || m_Read >= m_Regions[m_Region].End) {
+                m_Entry.Offset = m_Read - m_Buffer.size() + begin;
+                m_Entry.Bytes = std::string_view(m_Buffer).substr(
+                    begin, std::min(end, m_Buffer.size()) - begin);
+                m_Entry.Header = *ParseEntryHeader(m_Entry.Bytes);
+                m_Next = begin + m_Entry.Bytes.size();
+                if (end == std::string::npos && m_Regions[m_Region].IsOneLine) {
+                    m_Entry.Bytes = m_Entry.Bytes.substr(0, NextLine(m_Entry.Bytes, 0));
+                }
+                return true;
+            }
+            m_Next = begin;
+        }
+        if (!Fill()) {
+            return false;
+        }
+    }
+}
+
+const Entry* CEntryReader::Next() {
+    while (m_Region < m_Regions.size()) {
+        if (TakeEntry()) {
+            m_Entry.IsOld = m_Regions[m_Region].IsOld;
+            return &m_Entry;
+        }
+        EnterRegion(m_Region + 1, 0);
+    }
+    return nullptr;
+}
+
+CEntryReader::Place FindPlaceBack(const CTraceBytes& bytes, const std::vector<Region>& regions,
+                                  const std::function<bool(const Entry&)>& isEnough) {
+    std::string block;
+    for (std::size_t number = regions.size(); number-- > 0;) {
+        const Region& region = regions[number];
+        std::uint64_t end = region.End;
+        std::size_t step = kBackBlock;
+        while (end > region.Begin) {
+            const std::uint64_t base = end - region.Begin > step ? end - step : region.Begin;
+            bytes.Read(base, end - base, block);
+            // Behind the begin of the region a block begins anywhere in a line.
+            const std::size_t skip =
+                base == region.Begin ? 0 : std::min(NextLine(block, 0), block.size());
+            CEntrySplitter splitter(std::string_view(block).substr(skip), base + skip,
+                                    region.IsOld);
+            std::vector<Entry> entries;
+            for (Entry entry; splitter.Next(entry);) {
+                entries.push_back(entry);
+            }
+            for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+                if (isEnough(*entry)) {
+                    return {number, entry->Offset};
+                }
+            }
+            if (base == region.Begin) {
+                break;
+            }
+            if (entries.empty()) {
+                step *= 2;  // an entry longer than the block
+            } else {
+                end = entries.front().Offset;
+                step = kBackBlock;
+            }
+        }
+    }
+    return {};
+}
+
+}  // namespace trace_reader

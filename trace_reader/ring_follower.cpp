@@ -1,0 +1,240 @@
+// How a ring is read while it is written.
+//
+// The writer (trace/debug_ring_buffer.cpp) knows nothing of readers, and the file has no counter
+// that it would bump. What can be relied upon is the order in which it changes bytes:
+//
+// 1. Most entries are composed behind the end marker of the entry before: from the seventeenth byte
+//    of the header to the new end marker, and only then do the first sixteen bytes replace the old
+//    marker. So for a moment two markers stand, and the first of them counts.
+// 2. Long entries and those near the end of the file are copied over the old marker, then the new
+//    marker is written. So for a moment no marker stands, and what is behind the newest entry is a
+//    mixture.
+// 3. A wrap fills the rest with dots, writes the log header anew, and copies the entry to the
+//    restart position. Meanwhile no marker stands behind the begin entry.
+// 4. Within a round, entries follow each other upwards. A writer that comes round again goes
+//    through the header of an entry before it reaches anything behind that header.
+//
+// Hence three rules.
+// - Nothing is taken that is not before an end marker which was seen *earlier*, or before the dots
+//   when the log header has changed since this round's end marker was first seen (3): that is whole
+//   from then on. When there is neither, the writer is in the middle of something (2), and the next
+//   look is for that.
+// - After the bytes were read, the header of the entry handed over last is looked at again. If it
+//   stands, the writer has not come round to us, and what was read is what it wrote (4). The header
+//   holds the time in milliseconds, thread and text, so that no other entry looks the same there.
+// - If it does not stand, we were overtaken: what was read is thrown away, and we go on with the
+//   oldest entry that is an eighth of the ring ahead of the writer. Less would be overtaken again
+//   at once, and a long entry that is just being copied reaches a tenth of the ring ahead.
+//
+// A text may hold an end marker. The true one is followed by an older entry, or by none. When a
+// clock was set back, none may look true; then one that was there at the look before is taken.
+//
+// How much was lost is known up to whole rounds, of which nothing is left to count.
+//
+// The begin entry of a ring is never overwritten. A file that is emptied and written anew at the
+// next start of the program therefore shows by its begin entry. tests/trace_reader has a writer at
+// full speed, and the figures of a minute of it.
+#include "trace_reader/ring_follower.h"
+
+#include <utility>
+
+namespace trace_reader {
+
+namespace {
+
+constexpr std::size_t kWitness = 128;  // the longest header
+constexpr std::size_t kBlock = std::size_t{256} << 10U;
+constexpr std::uint64_t kLeadShare = 8;
+
+}  // namespace
+
+CRingFollower::Witness CRingFollower::WitnessAt(std::uint64_t offset) const {
+    Witness witness{offset, {}};
+    m_Bytes.Read(offset, kWitness, witness.Bytes);
+    // What follows the entry changes at any time.
+    const std::size_t line = NextLine(witness.Bytes, 0);
+    witness.Bytes.resize(std::min(line, witness.Bytes.size()));
+    return witness;
+}
+
+bool CRingFollower::Stands(const Witness& witness) const {
+    std::string now;
+    m_Bytes.Read(witness.Offset, witness.Bytes.size(), now);
+    return now == witness.Bytes;
+}
+
+std::string CRingFollower::ReadHeaderLine() const {
+    return WitnessAt(0).Bytes;
+}
+
+// Finds the ring's begin and the place to go on from. False when there is none yet.
+bool CRingFollower::Start() {
+    const auto begin = FindRingBegin(m_Bytes);
+    if (!begin) {
+        return false;
+    }
+    m_Begin = *begin;
+    m_IsRoundEnd = false;
+    m_Last = {};
+    m_HeaderLine.clear();
+    m_Next = m_SafeEnd = begin->Offset;
+    if (m_From == From::kNewest) {
+        const std::string headerLine = ReadHeaderLine();
+        const RingLayout layout = FindRingLayout(m_Bytes);
+        if (layout.By != RingLayout::EndedBy::kMarker || headerLine != ReadHeaderLine()) {
+            return false;
+        }
+        m_HeaderLine = headerLine;
+        m_Next = m_SafeEnd = layout.End;
+        const Region round{layout.FirstEntry, layout.End, false, false};
+        const CEntryReader::Place newest =
+            FindPlaceBack(m_Bytes, {round}, [](const Entry& /*entry*/) { return true; });
+        if (newest.Offset != 0) {
+            m_Last = WitnessAt(newest.Offset);
+        }
+    }
+    m_BeginEntry = WitnessAt(begin->Offset);
+    return true;
+}
+
+CRingFollower::Result CRingFollower::Look(const Receiver& receive) {
+    if (m_BeginEntry.Bytes.empty() && !Start()) {
+        return Result::kNothing;
+    }
+    if (!Stands(m_BeginEntry)) {
+        m_BeginEntry = {};
+        m_From = From::kOldest;
+        return Result::kOtherRing;
+    }
+    if (m_Next == m_SafeEnd && !FindSafeEnd()) {
+        return Stands(m_Last) ? Result::kNothing : Resume();
+    }
+    return Take(receive);
+}
+
+// Sets m_SafeEnd to where whole entries end for sure. False when nothing new is known to be whole.
+bool CRingFollower::FindSafeEnd() {
+    const std::string headerLine = ReadHeaderLine();
+    if (!m_HeaderLine.empty() && headerLine != m_HeaderLine) {
+        m_SafeEnd = FindTextEnd(m_Bytes, m_Next, m_Bytes.Size());
+        m_IsRoundEnd = true;
+        GoRound();
+        return m_SafeEnd != m_Next;
+    }
+    return FindEndOfRound(headerLine);
+}
+
+// The end marker of a round that goes on.
+bool CRingFollower::FindEndOfRound(const std::string& headerLine) {
+    const auto marker =
+        FindEndMarker(m_Bytes, m_Next, m_Bytes.Size(), m_Last.Bytes.substr(0, kTimeLength));
+    if (!marker) {
+        m_Doubtful = 0;
+        return false;
+    }
+    std::uint64_t end = marker->Offset;
+    if (!marker->IsSure) {
+        end = std::exchange(m_Doubtful, end);
+        if (end < m_Next) {
+            return false;
+        }
+    }
+    if (m_HeaderLine.empty()) {
+        // The header was complete before the round's first marker; it must be that round's still.
+        if (headerLine != ReadHeaderLine()) {
+            return false;
+        }
+        m_HeaderLine = headerLine;
+    }
+    m_SafeEnd = end;
+    return m_SafeEnd != m_Next;
+}
+
+void CRingFollower::GoRound() {
+    if (m_IsRoundEnd && m_Next == m_SafeEnd) {
+        m_IsRoundEnd = false;
+        m_Next = m_SafeEnd = m_Begin.Restart;
+        m_HeaderLine.clear();
+        m_Doubtful = 0;
+    }
+}
+
+CRingFollower::Witness CRingFollower::MakeWitness(const Entry& entry) {
+    const std::string_view bytes = entry.Bytes.substr(0, kWitness);
+    return {entry.Offset, std::string(bytes.substr(0, NextLine(bytes, 0)))};
+}
+
+// Hands over whole entries, after a look at whether they still were those.
+CRingFollower::Result CRingFollower::Take(const Receiver& receive) {
+    std::size_t length = std::min<std::uint64_t>(kBlock, m_SafeEnd - m_Next);
+    Witness witness = m_Last;
+    std::size_t whole = 0;
+    for (;;) {
+        m_Bytes.Read(m_Next, length, m_Buffer);
+        const bool isAll = m_Next + length >= m_SafeEnd;
+        whole = isAll ? m_Buffer.size() : 0;
+        // The last entry of a part may go on behind it.
+        CEntrySplitter splitter(m_Buffer, m_Next, false);
+        for (Entry entry; splitter.Next(entry);) {
+            whole = isAll ? whole : entry.Offset - m_Next;
+            if (witness.Bytes.empty() && entry.Offset >= m_Begin.Restart) {
+                witness = MakeWitness(entry);  // the first look at a ring
+            }
+        }
+        if (whole != 0) {
+            break;
+        }
+        if (m_Buffer.size() < length) {
+            return Result::kNothing;  // the file was cut
+        }
+        length = std::min<std::uint64_t>(2 * length, m_SafeEnd - m_Next);
+    }
+    if (!Stands(witness)) {
+        return Resume();
+    }
+    CEntrySplitter splitter(std::string_view(m_Buffer).substr(0, whole), m_Next, false);
+    Entry last;
+    for (Entry entry; splitter.Next(entry); last = entry) {
+        receive(entry);
+    }
+    if (!last.Bytes.empty() && last.Offset >= m_Begin.Restart) {
+        m_Last = MakeWitness(last);
+    }
+    m_Next += whole;
+    GoRound();
+    return Result::kEntries;
+}
+
+// Overtaken: goes on with the oldest entry that the writer will not reach at once.
+CRingFollower::Result CRingFollower::Resume() {
+    const std::string headerLine = ReadHeaderLine();
+    const RingLayout layout = FindRingLayout(m_Bytes);
+    if (layout.By != RingLayout::EndedBy::kMarker || headerLine != ReadHeaderLine()) {
+        return Result::kNothing;
+    }
+    const std::uint64_t lead = layout.End + layout.Size / kLeadShare;
+    const auto old = layout.IsWrapped ? FindEntryAt(m_Bytes, lead, layout.TextEnd) : std::nullopt;
+    std::uint64_t place = m_Begin.Restart;
+    if (old) {
+        place = old->Offset;
+        m_SafeEnd = layout.TextEnd;
+        m_HeaderLine.clear();
+    } else {
+        if (lead > layout.Size) {
+            const auto entry =
+                FindEntryAt(m_Bytes, m_Begin.Restart + lead - layout.Size, layout.End);
+            place = entry ? entry->Offset : layout.End;
+        }
+        m_SafeEnd = layout.End;
+        m_HeaderLine = headerLine;
+    }
+    const std::uint64_t round = layout.Size - m_Begin.Restart;
+    m_Lost = place > m_Next ? place - m_Next : place + round - m_Next;
+    m_Next = place;
+    m_IsRoundEnd = old.has_value();
+    m_Doubtful = 0;
+    m_Last = place < layout.End || old ? WitnessAt(place) : Witness{};
+    return Result::kLost;
+}
+
+}  // namespace trace_reader

@@ -1,0 +1,225 @@
+#include "trace_reader/ring_layout.h"
+
+#include <algorithm>
+
+#include "trace/entry_format.h"
+#include "trace_reader/entry_header.h"
+
+namespace trace_reader {
+
+namespace {
+
+constexpr std::string_view kBeginText = "### Begin of RingBuffer. ###\n";
+constexpr std::size_t kSmallBlock = 8192;
+constexpr std::size_t kBlock = std::size_t{1} << 20U;
+constexpr std::uint64_t kFrontMax = std::uint64_t{8} << 20U;  // no log header is longer
+// An entry takes a tenth of its ring at most, or the buffer that short ones are composed in.
+constexpr std::uint64_t kEntryShare = 10;
+
+// Where an entry of this ring ends at the latest, if it begins before `offset`.
+std::uint64_t LongestReach(const CTraceBytes& bytes, std::uint64_t offset) {
+    return offset + bytes.Size() / kEntryShare + 2 * trace::kPrefillLineSize;
+}
+
+// The time of the last entry that begins in a text; empty when none does.
+std::string LastTime(std::string_view text) {
+    std::size_t lineEnd = text.size();
+    while (lineEnd > 0) {
+        const std::size_t newline =
+            lineEnd < 2 ? std::string_view::npos : text.rfind('\n', lineEnd - 2);
+        const std::size_t begin = newline == std::string_view::npos ? 0 : newline + 1;
+        if (const auto header = ParseEntryHeader(text.substr(begin))) {
+            return std::string(header->Time);
+        }
+        lineEnd = begin;
+    }
+    return {};
+}
+
+// An entry behind a marker that is not older than the one before it was written after that one:
+// then the marker is text.
+bool IsEnd(const CTraceBytes& bytes, std::uint64_t marker, const std::string& lastTime) {
+    const std::uint64_t behind = marker + kEndMarker.size();
+    const auto next =
+        FindEntryAt(bytes, behind, std::min(bytes.Size(), LongestReach(bytes, behind)));
+    return !next || next->IsPrefill || lastTime.empty() || next->Time < lastTime;
+}
+
+// The end marker by halving; nothing when the times do not lead to one.
+std::optional<FoundMarker> FindEndByTime(const CTraceBytes& bytes, std::uint64_t firstEntry) {
+    const std::uint64_t size = bytes.Size();
+    const auto first = FindEntryAt(bytes, firstEntry, size);
+    if (!first || first->IsPrefill || !IsReadableTime(first->Time)) {
+        return std::nullopt;
+    }
+    std::uint64_t low = first->Offset;  // an entry of this round
+    std::uint64_t high = size;          // behind its last one
+    while (high - low > kBlock) {
+        const std::uint64_t middle = low + (high - low) / 2;
+        const auto entry = FindEntryAt(bytes, middle, std::min(high, LongestReach(bytes, middle)));
+        if (!entry || entry->IsPrefill || entry->Time < first->Time) {
+            high = middle;
+        } else {
+            low = entry->Offset;
+        }
+    }
+    const auto marker = FindEndMarker(bytes, low, std::min(size, LongestReach(bytes, high)), {});
+    return marker && marker->IsSure ? marker : std::nullopt;
+}
+
+// Without a marker: behind the last entry before one that is older.
+void EndAtTimeDrop(const CTraceBytes& bytes, RingLayout& layout) {
+    std::string last;
+    std::uint64_t offset = layout.FirstEntry;
+    while (const auto entry = FindEntryAt(bytes, offset, layout.Size)) {
+        if (entry->IsPrefill || entry->Time < last) {
+            layout.By = RingLayout::EndedBy::kTimeDrop;
+            layout.End = layout.OldBegin = entry->Offset;
+            layout.IsWrapped = !entry->IsPrefill;
+            return;
+        }
+        last = entry->Time;
+        offset = entry->Offset + 1;
+    }
+    layout.End = layout.OldBegin = layout.TextEnd;
+}
+
+bool EndsWithDots(const CTraceBytes& bytes, const RingLayout& layout) {
+    std::string rest;
+    bytes.Read(layout.TextEnd, kSmallBlock, rest);
+    return !rest.empty() && rest.find_first_not_of('.') == std::string::npos;
+}
+
+}  // namespace
+
+std::optional<RingBegin> FindRingBegin(const CTraceBytes& bytes) {
+    constexpr std::size_t kStep = 1024;
+    std::string block;
+    for (std::uint64_t base = 0; base < kFrontMax; base += kBlock) {
+        bytes.Read(base, kBlock + kStep, block);
+        for (std::size_t at = 0; at < std::min(block.size(), kBlock); at += kStep) {
+            const std::string_view text = std::string_view(block).substr(at);
+            const auto header = ParseEntryHeader(text);
+            if (header && text.substr(header->Length).starts_with(kBeginText)) {
+                return RingBegin{base + at, base + at + header->Length + kBeginText.size()};
+            }
+        }
+        if (block.size() < kBlock) {
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+bool LooksLikeRing(const CTraceBytes& bytes) {
+    std::string front;
+    bytes.Read(0, kBlock, front);
+    return front.find(std::string("\n").append(kEndMarker)) != std::string::npos ||
+           IsPrefillLine(front);
+}
+
+std::optional<FoundEntry> FindEntryAt(const CTraceBytes& bytes, std::uint64_t offset,
+                                      std::uint64_t limit) {
+    // From the byte before, to see whether a line begins here.
+    std::uint64_t base = offset == 0 ? 0 : offset - 1;
+    std::string block;
+    std::size_t step = kSmallBlock;
+    bool isLineBegin = offset == 0;
+    while (base < limit) {
+        bytes.Read(base, step, block);
+        std::size_t at = isLineBegin ? 0 : NextLine(block, 0);
+        at = at == std::string::npos ? at : FindEntry(block, at);
+        if (at != std::string::npos) {
+            FoundEntry found{base + at, std::string(block, at, kTimeLength), false};
+            if (block.size() - at < trace::kPrefillLineSize) {
+                bytes.Read(found.Offset, trace::kPrefillLineSize, block);
+                at = 0;
+            }
+            found.IsPrefill = IsPrefillLine(std::string_view(block).substr(at));
+            return found.Offset < limit ? std::optional(found) : std::nullopt;
+        }
+        if (block.size() < step) {
+            break;
+        }
+        // A header that the end of the block cuts is met again.
+        base += block.size() - trace::kHeaderSize;
+        isLineBegin = false;
+        step = std::min(2 * step, kBlock);
+    }
+    return std::nullopt;
+}
+
+std::optional<FoundMarker> FindEndMarker(const CTraceBytes& bytes, std::uint64_t from,
+                                         std::uint64_t to, std::string lastTime) {
+    std::optional<FoundMarker> last;
+    std::size_t step = kSmallBlock;
+    std::string block;
+    std::uint64_t base = from;
+    while (base < to) {
+        bytes.Read(base, step, block);
+        const std::string_view text = block;
+        for (std::size_t at = text.find(kEndMarker); at != std::string_view::npos;
+             at = text.find(kEndMarker, at + 1)) {
+            if (base + at >= to || (base + at != from && (at == 0 || text[at - 1] != '\n'))) {
+                continue;
+            }
+            const std::string known = LastTime(text.substr(0, at));
+            if (IsEnd(bytes, base + at, known.empty() ? lastTime : known)) {
+                return FoundMarker{base + at, true};
+            }
+            last = FoundMarker{base + at, false};
+        }
+        if (block.size() < step) {
+            break;
+        }
+        if (std::string known = LastTime(text); !known.empty()) {
+            lastTime = std::move(known);
+        }
+        base +=
+            block.size() - kEndMarker.size();  // one that the end of the block cuts is met again
+        step = std::min(2 * step, kBlock);
+    }
+    return last;
+}
+
+std::uint64_t FindTextEnd(const CTraceBytes& bytes, std::uint64_t begin, std::uint64_t end) {
+    std::string block;
+    std::size_t step = kSmallBlock;
+    while (end > begin) {
+        const std::uint64_t base = end - begin > step ? end - step : begin;
+        bytes.Read(base, end - base, block);
+        if (const std::size_t newline = block.rfind('\n'); newline != std::string::npos) {
+            return base + newline + 1;
+        }
+        end = base;
+        step = std::min(2 * step, kBlock);
+    }
+    return begin;
+}
+
+RingLayout FindRingLayout(const CTraceBytes& bytes) {
+    RingLayout layout;
+    layout.Size = bytes.Size();
+    layout.Begin = FindRingBegin(bytes);
+    layout.FirstEntry = layout.Begin ? layout.Begin->Restart : 0;
+    layout.TextEnd = FindTextEnd(bytes, layout.FirstEntry, layout.Size);
+    auto marker = FindEndByTime(bytes, layout.FirstEntry);
+    if (!marker) {
+        marker = FindEndMarker(bytes, layout.FirstEntry, layout.Size, {});
+    }
+    if (marker) {
+        layout.By = RingLayout::EndedBy::kMarker;
+        layout.End = marker->Offset;
+        layout.OldBegin = marker->Offset + kEndMarker.size();
+        const auto old = FindEntryAt(bytes, layout.OldBegin, layout.Size);
+        layout.IsWrapped = old && !old->IsPrefill;
+    } else if (layout.TextEnd < layout.Size && EndsWithDots(bytes, layout)) {
+        layout.By = RingLayout::EndedBy::kFill;
+        layout.End = layout.OldBegin = layout.TextEnd;
+    } else {
+        EndAtTimeDrop(bytes, layout);
+    }
+    return layout;
+}
+
+}  // namespace trace_reader

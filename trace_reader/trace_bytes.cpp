@@ -1,0 +1,51 @@
+#include "trace_reader/trace_bytes.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "base/file_io.h"
+
+namespace trace_reader {
+
+std::size_t CTraceMemory::Read(std::uint64_t offset, char* buffer, std::size_t length) const {
+    if (offset >= m_Text.size()) {
+        return 0;
+    }
+    const std::size_t count = std::min<std::size_t>(length, m_Text.size() - offset);
+    std::memcpy(buffer, m_Text.data() + offset, count);
+    return count;
+}
+
+int CTraceFileBytes::Open(const std::string& path) {
+    // Not blocking: a FIFO of that name must not hold up the reader.
+    m_File.Reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!m_File.IsValid()) {
+        return errno;
+    }
+    if (!S_ISREG(Status().st_mode)) {
+        m_File.Reset();
+        return EINVAL;
+    }
+    return 0;
+}
+
+struct stat CTraceFileBytes::Status() const {
+    struct stat status {};
+    if (!m_File.IsValid() || fstat(m_File.Get(), &status) != 0) {
+        status = {};
+    }
+    return status;
+}
+
+std::uint64_t CTraceFileBytes::Size() const {
+    return static_cast<std::uint64_t>(Status().st_size);
+}
+
+std::size_t CTraceFileBytes::Read(std::uint64_t offset, char* buffer, std::size_t length) const {
+    return ReadFullyAt(m_File.Get(), buffer, length, offset).Bytes;
+}
+
+}  // namespace trace_reader
