@@ -113,6 +113,42 @@ void WriteTraceSeeds(const fs::path& corpus) {
     WriteSeed(corpus, "trace_config", "no_end", "a\nk\n9\n[a]\nk=1\n[b");
 }
 
+std::string TraceEntry(unsigned int second, const std::string& text) {
+    return "2024-03-07 14:05:" + std::to_string(10 + second) + ".042 [00F5A7C0] zentd         " +
+           text + "\n";
+}
+
+// A ring of 4 KiB before and after a wrap, and a log file that has wrapped.
+void WriteTraceFileSeeds(const fs::path& corpus) {
+    const std::string marker = "## TRACE-END ##\n";
+    const std::string begin = TraceEntry(1, "### Begin of RingBuffer. ###");
+    std::string front = TraceEntry(0, "# End of header.") + marker;
+    front.resize(1023, '_');
+    front += "\n" + begin;
+    std::string before = front + TraceEntry(2, "one") + TraceEntry(3, "two\nlines") + marker;
+    std::string after = front + TraceEntry(6, "six") + marker + "rest\n" + TraceEntry(4, "four") +
+                        TraceEntry(5, "five");
+    std::string prefill = TraceEntry(0, "");
+    prefill.resize(1023, '_');
+    before.resize(2048, '_');
+    before += prefill + "\n";
+    after.resize(before.size(), '.');
+    const std::string length = std::to_string(before.size()) + "\n";
+    WriteSeed(corpus, "trace_ring", "wraps", length + before + after);
+    WriteSeed(corpus, "trace_ring", "marker_in_text",
+              length + front + TraceEntry(2, "a\n" + marker + "b") + TraceEntry(3, "c") + marker);
+    const std::string startUp = TraceEntry(0, "start");
+    const std::string end = std::to_string(startUp.size());
+    WriteSeed(corpus, "trace_log", "wrapped",
+              startUp + "------ WRAP ----- Cycle=2, CntInitEnd=" + end + ", CurrentByteCnt=" + end +
+                  " (MaxCnt=51200)\n" + TraceEntry(5, "new") + "rest\n" + TraceEntry(3, "old"));
+    WriteSeed(corpus, "trace_log", "plain", startUp + TraceEntry(1, "two\nlines") + "cut");
+    WriteSeed(corpus, "trace_time", "date", "2024-02-29 14:05\n" + TraceEntry(1, "text"));
+    WriteSeed(corpus, "trace_time", "ago",
+              "10 min ago\n2024-03-07 14:05:09.042 [00F5A7C0]     4312 KB !zentd         x\n");
+    WriteSeed(corpus, "trace_time", "of_day", "14:05:09.042\nyyyy-mm-dd hh:mm:ss.mmm [0");
+}
+
 template <typename Record>
 std::string Bytes(const Record& record) {
     return {reinterpret_cast<const char*>(&record), sizeof record};
@@ -292,5 +328,6 @@ int main(int argc, char** argv) {
     WriteDoctorSeeds(corpus);
     WriteTraceSeeds(argv[1]);
     WriteElfSeeds(argv[1]);
+    WriteTraceFileSeeds(argv[1]);
     return 0;
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace CLI {  // NOLINT(readability-identifier-naming): the library's own name
 class App;
@@ -21,6 +22,10 @@ void AddProcessCommands(CLI::App& app, int& exitCode);
 void AddRegistryCommands(CLI::App& app, int& exitCode);
 void AddSmbiosCommands(CLI::App& app, int& exitCode);
 void AddSwitchCommands(CLI::App& app, int& exitCode);
+void AddTraceCommands(CLI::App& app, int& exitCode);
+
+// The words behind the program's name, with the verb that "trace" stands for when none follows it.
+[[nodiscard]] std::vector<std::string> WithDefaultVerb(std::vector<std::string> arguments);
 
 // Writes one line to standard output: byte by byte into a file or pipe, with control bytes escaped
 // on a terminal.

@@ -1,10 +1,12 @@
 // morlactl: the operator's tool. Tracing stays off: `Debug` is not initialised here.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/error_text.h"
@@ -45,8 +47,11 @@ int Run(int argc, char** argv) {
     tools::AddRegistryCommands(app, exitCode);
     tools::AddSmbiosCommands(app, exitCode);
     tools::AddSwitchCommands(app, exitCode);
+    tools::AddTraceCommands(app, exitCode);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words = tools::WithDefaultVerb({argv + 1, argv + argc});
+        std::reverse(words.begin(), words.end());  // as the library takes them
+        app.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
         return ReportParseResult(app, error);
     }

@@ -68,7 +68,7 @@ std::string CRingFollower::ReadHeaderLine() const {
 }
 
 // Finds the ring's begin and the place to go on from. False when there is none yet.
-bool CRingFollower::Start() {
+bool CRingFollower::Start(RingLayout* used) {
     const auto begin = FindRingBegin(m_Bytes);
     if (!begin) {
         return false;
@@ -91,6 +91,9 @@ bool CRingFollower::Start() {
             FindPlaceBack(m_Bytes, {round}, [](const Entry& /*entry*/) { return true; });
         if (newest.Offset != 0) {
             m_Last = WitnessAt(newest.Offset);
+        }
+        if (used != nullptr) {
+            *used = layout;
         }
     }
     m_BeginEntry = WitnessAt(begin->Offset);

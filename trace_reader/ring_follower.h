@@ -25,6 +25,11 @@ public:
     enum class From { kOldest, kNewest };
     CRingFollower(const CTraceBytes& bytes, From from) : m_Bytes(bytes), m_From(from) {}
 
+    // Takes its place; the first look does it too. False when there is no ring yet, or the writer
+    // is in the middle of something. The layout, when it is wanted, is the one that the place is
+    // from: entries up to its end are not handed over.
+    [[nodiscard]] bool Start(RingLayout* layout = nullptr);
+
     // Hands over what is new, some hundred kilobytes at most. An entry's views are valid during its
     // call.
     [[nodiscard]] Result Look(const Receiver& receive);
@@ -39,7 +44,6 @@ private:
         std::string Bytes;
     };
 
-    [[nodiscard]] bool Start();
     [[nodiscard]] bool Stands(const Witness& witness) const;
     [[nodiscard]] Witness WitnessAt(std::uint64_t offset) const;
     [[nodiscard]] static Witness MakeWitness(const Entry& entry);

@@ -15,6 +15,21 @@ void Add(std::vector<Region>& regions, std::uint64_t begin, std::uint64_t end, b
     }
 }
 
+}  // namespace
+
+CEntryReader TraceFile::FrontEntries() const {
+    const std::uint64_t end = IsRing && Ring.Begin ? Ring.Begin->Offset : Bytes->Size();
+    return {*Bytes, {Region{0, end, false, false}}};
+}
+
+std::vector<Region> LogRegions(const LogLayout& log) {
+    std::vector<Region> regions;
+    Add(regions, 0, log.WrapOffset, false);
+    Add(regions, log.OldBegin, log.Size, true);
+    Add(regions, log.NewBegin, log.NewEnd, false, log.OldBegin < log.Size);
+    return regions;
+}
+
 // The begin entry is the oldest that is left. A ring that was just being made has the header only.
 std::vector<Region> RingRegions(const RingLayout& ring) {
     std::vector<Region> regions;
@@ -26,21 +41,6 @@ std::vector<Region> RingRegions(const RingLayout& ring) {
     }
     Add(regions, ring.FirstEntry, ring.End, false);
     return regions;
-}
-
-std::vector<Region> LogRegions(const LogLayout& log) {
-    std::vector<Region> regions;
-    Add(regions, 0, log.WrapOffset, false);
-    Add(regions, log.OldBegin, log.Size, true);
-    Add(regions, log.NewBegin, log.NewEnd, false, log.OldBegin < log.Size);
-    return regions;
-}
-
-}  // namespace
-
-CEntryReader TraceFile::FrontEntries() const {
-    const std::uint64_t end = IsRing && Ring.Begin ? Ring.Begin->Offset : Bytes->Size();
-    return {*Bytes, {Region{0, end, false, false}}};
 }
 
 TraceFile LayOut(std::shared_ptr<const CTraceBytes> bytes) {

@@ -28,6 +28,9 @@ struct TraceFile {
     [[nodiscard]] CEntryReader FrontEntries() const;
 };
 
+[[nodiscard]] std::vector<Region> RingRegions(const RingLayout& ring);
+[[nodiscard]] std::vector<Region> LogRegions(const LogLayout& log);
+
 // Lays bytes out; the kind is told by what they hold.
 [[nodiscard]] TraceFile LayOut(std::shared_ptr<const CTraceBytes> bytes);
 

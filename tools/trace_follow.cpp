@@ -1,0 +1,216 @@
+#include "tools/trace_follow.h"
+
+#include "tools/trace_sources.h"
+#include "trace_reader/trace_directory.h"
+
+namespace tools {
+
+using trace_reader::CLogFollower;
+using trace_reader::CRingFollower;
+using trace_reader::CTraceFileBytes;
+using trace_reader::Entry;
+using trace_reader::TraceFile;
+
+namespace {
+
+constexpr int kLookEveryMs = 50;  // what is written through a mapping raises no event
+
+// Offsets do not live on in a copy; everything else does.
+Entry EntryOf(std::string_view bytes) {
+    Entry entry;
+    entry.Bytes = bytes;
+    entry.Header = trace_reader::ParseEntryHeader(bytes).value_or(trace_reader::EntryHeader());
+    return entry;
+}
+
+}  // namespace
+
+std::vector<std::string> FollowedTraceFiles(const std::vector<std::string>& names) {
+    std::vector<std::string> searched = names;
+    if (searched.empty()) {
+        searched.push_back(trace_reader::FindTraceDirectory(kTracedApplication));
+    }
+    std::vector<std::string> paths;
+    for (const std::string& name : searched) {
+        struct stat status {};
+        const bool isThere = stat(name.c_str(), &status) == 0;
+        if ((isThere && S_ISDIR(status.st_mode)) || names.empty()) {
+            const auto found = trace_reader::PathsIn(name, kTracedApplication);
+            paths.insert(paths.end(), {found.StartUpRing, found.ActiveRing, found.Log});
+        } else {
+            paths.push_back(name);
+        }
+    }
+    return paths;
+}
+
+bool CFollowedFile::Open() {
+    m_Ring.reset();
+    m_Log.reset();
+    m_Bytes = std::make_shared<CTraceFileBytes>();
+    if (m_Bytes->Open(m_Path) != 0) {
+        m_Bytes.reset();
+        return false;
+    }
+    return true;
+}
+
+bool CFollowedFile::IsReplaced() const {
+    struct stat now {};
+    const struct stat open = m_Bytes->Status();
+    return stat(m_Path.c_str(), &now) != 0 || now.st_ino != open.st_ino ||
+           now.st_dev != open.st_dev;
+}
+
+void CFollowedFile::Begin(CRingFollower::From from) {
+    if (m_Bytes->Size() == 0) {
+        return;  // nothing yet tells what it will be
+    }
+    if (trace_reader::LooksLikeRing(*m_Bytes)) {
+        m_Ring.emplace(*m_Bytes, from);
+    } else {
+        m_Log.emplace(*m_Bytes);
+    }
+}
+
+bool CFollowedFile::StartBehind(TraceFile& file) {
+    if (!Open()) {
+        return false;
+    }
+    Begin(CRingFollower::From::kNewest);
+    if (m_Ring) {
+        file.IsRing = true;
+        bool isStarted = false;
+        constexpr int kTries = 20;  // a writer is in the middle of something for a moment only
+        for (int i = 0; i < kTries && !isStarted; ++i) {
+            isStarted = m_Ring->Start(&file.Ring);
+        }
+        file.Regions = isStarted ? RingRegions(file.Ring) : std::vector<trace_reader::Region>();
+    } else if (m_Log) {
+        file.Log = trace_reader::FindLogLayout(*m_Bytes);
+        file.Regions = LogRegions(file.Log);
+        file.Bytes = m_Bytes;
+        m_Log->StartBehind(file);
+    }
+    file.Bytes = m_Bytes;
+    file.Path = m_Path;
+    return true;
+}
+
+void CFollowedFile::TakeFromRing(News& news) {
+    const auto keep = [&news](const Entry& entry) {
+        news.Entries.emplace_back(entry.Bytes);
+    };
+    switch (m_Ring->Look(keep)) {
+    case CRingFollower::Result::kLost:
+        news.Note = "at least " + std::to_string((m_Ring->LostBytes() + 1023) / 1024) +
+                    " KB lost: overwritten before they could be read";
+        break;
+    case CRingFollower::Result::kOtherRing: news.Note = "begun anew"; break;
+    case CRingFollower::Result::kEntries:
+    case CRingFollower::Result::kNothing: break;
+    }
+}
+
+void CFollowedFile::Take(News& news) {
+    if (m_Ring) {
+        TakeFromRing(news);
+    } else if (m_Log) {
+        const auto keep = [&news](const Entry& entry) {
+            news.Entries.emplace_back(entry.Bytes);
+        };
+        if (m_Log->Look(keep) == CLogFollower::Result::kLost) {
+            news.Note = "begun anew, or overwritten before it could be read";
+        }
+    }
+}
+
+CFollowedFile::News CFollowedFile::Look() {
+    News news;
+    if (m_Bytes == nullptr && !Open()) {
+        return news;
+    }
+    if (!m_Ring && !m_Log) {
+        Begin(CRingFollower::From::kOldest);
+    }
+    const bool isReplaced = IsReplaced();
+    Take(news);
+    if (isReplaced && news.Entries.empty() && news.Note.empty()) {
+        m_Bytes.reset();  // read to its end
+        m_Ring.reset();
+        m_Log.reset();
+    }
+    return news;
+}
+
+CTraceFollower::CTraceFollower(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        m_Files.push_back(std::make_unique<CFollowedFile>(path));
+    }
+}
+
+std::vector<TraceFile> CTraceFollower::Start() {
+    std::vector<TraceFile> files;
+    for (const auto& followed : m_Files) {
+        TraceFile file;
+        if (followed->StartBehind(file)) {
+            files.push_back(std::move(file));
+        }
+    }
+    return files;
+}
+
+// Log files are looked at first: the ring then has the originals of what they copy.
+bool CTraceFollower::Round(const Receiver& receive, const NoteReceiver& note) {
+    std::vector<CFollowedFile::News> news(m_Files.size());
+    for (const bool isRing : {false, true}) {
+        for (std::size_t i = 0; i < m_Files.size(); ++i) {
+            if (m_Files[i]->IsRing() == isRing && news[i].Entries.empty()) {
+                news[i] = m_Files[i]->Look();
+            }
+        }
+    }
+    std::vector<std::size_t> next(m_Files.size(), 0);
+    bool isNew = false;
+    for (std::size_t i = 0; i < news.size(); ++i) {
+        if (!news[i].Note.empty()) {
+            note(news[i].Note, m_Files[i]->Path());
+            isNew = true;
+        }
+    }
+    for (;;) {
+        std::size_t oldest = news.size();
+        std::string_view time;
+        for (std::size_t i = 0; i < news.size(); ++i) {
+            if (next[i] < news[i].Entries.size()) {
+                const std::string_view own =
+                    std::string_view(news[i].Entries[next[i]]).substr(0, trace_reader::kTimeLength);
+                if (oldest == news.size() || own < time) {
+                    oldest = i;
+                    time = own;
+                }
+            }
+        }
+        if (oldest == news.size()) {
+            return isNew;
+        }
+        isNew = true;
+        const Entry entry = EntryOf(news[oldest].Entries[next[oldest]++]);
+        if (m_Files[oldest]->IsRing()) {
+            m_Copies.AddFromRing(entry);
+        } else if (m_Copies.IsCopy(entry)) {
+            continue;
+        }
+        receive(entry, m_Files[oldest]->Path());
+    }
+}
+
+void CTraceFollower::Run(const Receiver& receive, const NoteReceiver& note, CTraceOutput& output) {
+    while (!output.IsOver()) {
+        const bool isNew = Round(receive, note);
+        output.Flush();
+        output.Wait(isNew ? 0 : kLookEveryMs);
+    }
+}
+
+}  // namespace tools

@@ -1,0 +1,246 @@
+#include "tools/trace_show.h"
+
+#include <cstdlib>
+#include <ctime>
+
+#include "base/error_text.h"
+#include "base/text_safety.h"
+#include "tools/command.h"
+#include "tools/trace_follow.h"
+#include "tools/trace_output.h"
+#include "tools/trace_selection.h"
+#include "tools/trace_sources.h"
+#include "tools/trace_text.h"
+#include "trace_reader/header_settings.h"
+#include "trace_reader/merge.h"
+#include "trace_reader/time_argument.h"
+
+namespace tools {
+
+using trace_reader::CEntryReader;
+using trace_reader::CMerge;
+using trace_reader::Entry;
+using trace_reader::TimeArgument;
+using trace_reader::TraceFile;
+
+namespace {
+
+constexpr std::size_t kLastWhenFollowing = 10;
+
+// When the program was started that wrote the newest of these: a log file is emptied at every
+// start, and the start-up ring made anew.
+std::string StartOf(const std::vector<TraceFile>& files) {
+    std::string start;
+    for (const TraceFile& file : files) {
+        CEntryReader entries = file.Entries();
+        const Entry* const first = entries.Next();
+        const bool isOfStart = !file.IsRing || file.Path.find("_i") != std::string::npos;
+        if (first != nullptr && (isOfStart || start.empty())) {
+            start = std::max<std::string>(start, std::string(first->Header.Time));
+        }
+    }
+    return start;
+}
+
+// 0 with `limit` set, else the exit code.
+int ResolveTime(const std::string& option, const std::string& text,
+                const std::vector<TraceFile>& files, std::string& limit) {
+    if (text.empty()) {
+        return kSuccess;
+    }
+    const auto time = trace_reader::ParseTimeArgument(text, std::time(nullptr));
+    if (!time) {
+        return Fail(kUsage, option + ": \"" + text +
+                                "\" is no time, such as \"2024-03-07 14:05\", 14:05, \"10 min "
+                                "ago\", today, boot, start");
+    }
+    limit = time->What == TimeArgument::Kind::kBoot
+                ? trace_reader::LocalTimeText(trace_reader::BootTime())
+            : time->What == TimeArgument::Kind::kStart ? StartOf(files)
+                                                       : time->Text;
+    return kSuccess;
+}
+
+int Select(const TraceShowArguments& arguments, const std::vector<TraceFile>& files,
+           CTraceSelection& selection) {
+    for (const std::string& thread : arguments.Threads) {
+        selection.Threads.push_back(ThreadText(thread));
+        if (selection.Threads.back().empty()) {
+            return Fail(kUsage, "--thread: \"" + thread + "\" is no hexadecimal number");
+        }
+    }
+    selection.Sources = arguments.Sources;
+    if (!arguments.Pattern.empty()) {
+        if (const std::string why = selection.Pattern.Compile(arguments.Pattern); !why.empty()) {
+            return Fail(kUsage, "--grep: " + why);
+        }
+    }
+    const int code = ResolveTime("--since", arguments.Since, files, selection.Since);
+    return code != kSuccess ? code
+                            : ResolveTime("--until", arguments.Until, files, selection.Until);
+}
+
+TraceStyle StyleFor(const TraceShowArguments& arguments, bool isTerminal) {
+    // NOLINTBEGIN(concurrency-mt-unsafe): there is one thread
+    const char* const noColour = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    // NOLINTEND(concurrency-mt-unsafe)
+    const bool isPlain = (noColour != nullptr && *noColour != '\0') ||
+                         (terminal != nullptr && std::string(terminal) == "dumb");
+    TraceStyle style;
+    style.AsJson = arguments.AsJson;
+    style.IsRaw = arguments.IsRaw;
+    style.IsSafe = isTerminal;
+    style.IsColoured =
+        arguments.Colour == "always" || (arguments.Colour == "auto" && isTerminal && !isPlain);
+    return style;
+}
+
+// Where to read a file from, if only the last entries of all are wanted.
+CEntryReader::Place FirstPlace(const TraceFile& file, const CTraceSelection& selection,
+                               std::size_t last, std::size_t context) {
+    if (last == 0) {
+        return {};
+    }
+    std::size_t matches = 0;
+    std::size_t neighbours = 0;
+    return trace_reader::FindPlaceBack(*file.Bytes, file.Regions, [&](const Entry& entry) {
+        const bool isInRange = selection.IsInRange(entry);
+        if (matches >= last) {
+            neighbours += isInRange ? 1U : 0U;
+        } else if (isInRange && selection.IsMatch(entry)) {
+            ++matches;
+        }
+        return matches >= last && neighbours >= context;
+    });
+}
+
+void PrintEntries(const TraceShowArguments& arguments, const std::vector<TraceFile>& files,
+                  const CTraceSelection& selection, const TraceStyle& style, CTraceOutput& output) {
+    CMerge merge;
+    for (const TraceFile& file : files) {
+        merge.Add(CEntryReader(*file.Bytes, file.Regions,
+                               FirstPlace(file, selection, arguments.Last, arguments.Context)),
+                  file.IsRing);
+    }
+    CContext context(arguments.Context, arguments.Last,
+                     [&output](const std::string& text) { output.Write(text); });
+    for (auto item = merge.Next(); item.Record != nullptr && !output.IsOver();
+         item = merge.Next()) {
+        if (!selection.IsInRange(*item.Record)) {
+            continue;
+        }
+        const bool isMatch = selection.IsMatch(*item.Record);
+        if (isMatch || arguments.Context > 0) {
+            context.Add(FormatTraceEntry(*item.Record, files[item.Source].Path, style), isMatch);
+        }
+    }
+    context.Finish();
+    for (std::size_t number = 0; number < files.size(); ++number) {
+        if (const std::uint64_t lost = merge.LostBytes(number); lost != 0) {
+            Warn(files[number].Path + ": " + std::to_string((lost + 1023) / 1024) +
+                 " KB were overwritten while they were read");
+        }
+    }
+}
+
+void PrintHeaders(const std::vector<TraceFile>& files, bool asJson) {
+    constexpr std::size_t kNameWidth = 32;
+    for (const TraceFile& file : files) {
+        const auto sections = trace_reader::ReadHeaderSettings(file);
+        json_text::Json json;
+        SetTraceText(json, "file", file.Path);
+        if (!asJson) {
+            PrintLine(file.Path + (sections.empty() ? ": no log header" : ""));
+        }
+        for (const auto& section : sections) {
+            json_text::Json settings = json_text::Json::object();
+            if (!asJson) {
+                PrintLine("  " + section.Title);
+            }
+            for (const auto& [name, value] : section.Settings) {
+                SetTraceText(settings, text::ReplaceMalformed(name), value);
+                if (!asJson) {
+                    std::string padded = "    " + name;
+                    padded.resize(std::max(kNameWidth, padded.size() + 1), ' ');
+                    PrintLine(padded + value);
+                }
+            }
+            json[section.Title] = std::move(settings);
+        }
+        if (asJson) {
+            PrintLine(json.dump(-1, ' ', true));
+        }
+    }
+}
+
+int ShowFiles(const TraceShowArguments& arguments, const std::vector<std::string>& paths) {
+    std::vector<TraceFile> files;
+    const int opened = OpenTraceFiles(paths, files);
+    CTraceSelection selection;
+    if (const int code = Select(arguments, files, selection); code != kSuccess) {
+        return code;
+    }
+    if (files.empty()) {
+        return opened;
+    }
+    if (arguments.WantsHeader) {
+        PrintHeaders(files, arguments.AsJson);
+        return opened;
+    }
+    CTraceOutput output;
+    const TraceStyle style = StyleFor(arguments, output.IsTerminal());
+    if (!arguments.HasNoPager) {
+        output.StartPager();
+    }
+    PrintEntries(arguments, files, selection, style, output);
+    output.Flush();
+    return output.Error() == 0 ? opened
+                               : Fail(kFailure, std::string("cannot write the entries: ") +
+                                                    CErrorText(output.Error()).Get());
+}
+
+// The files may still be to come.
+int FollowFiles(const TraceShowArguments& arguments, const std::vector<std::string>& paths) {
+    CTraceOutput output;
+    const TraceStyle style = StyleFor(arguments, output.IsTerminal());
+    CTraceFollower follower(paths);
+    const std::vector<TraceFile> files = follower.Start();
+    CTraceSelection selection;
+    if (const int code = Select(arguments, files, selection); code != kSuccess) {
+        return code;
+    }
+    TraceShowArguments first = arguments;
+    first.Last = arguments.Last != 0 ? arguments.Last : kLastWhenFollowing;
+    PrintEntries(first, files, selection, style, output);
+    CContext context(arguments.Context, 0,
+                     [&output](const std::string& text) { output.Write(text); });
+    follower.Run(
+        [&](const Entry& entry, const std::string& path) {
+            if (selection.IsInRange(entry)) {
+                const bool isMatch = selection.IsMatch(entry);
+                if (isMatch || arguments.Context > 0) {
+                    context.Add(FormatTraceEntry(entry, path, style), isMatch);
+                }
+            }
+        },
+        [&](const std::string& note, const std::string& path) {
+            output.Write(FormatTraceNote(note, path, style));
+        },
+        output);
+    return output.Error() == 0 ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+int ShowTrace(const TraceShowArguments& arguments) {
+    std::vector<std::string> paths;
+    if (arguments.IsFollowing) {
+        paths = FollowedTraceFiles(arguments.Files);
+        return FollowFiles(arguments, paths);
+    }
+    const int code = FindTraceFiles(arguments.Files, paths);
+    return code != kSuccess ? code : ShowFiles(arguments, paths);
+}
+
+}  // namespace tools
