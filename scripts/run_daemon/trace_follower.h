@@ -1,29 +1,25 @@
 // Shows the daemon's log file and rings as they grow.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 
-#include "base/file_mapping.h"
-#include "base/unique_fd.h"
-#include "scripts/run_daemon/ring_reader.h"
+#include "trace_reader/ring_follower.h"
 
-// One file that another process writes, also through a mapping of its own. Opens the file when it
-// appears and holds on to it when its name goes.
-class CFileView {
+// One ring, from its first entry on. Opens the file when it appears and holds on to it when its
+// name goes.
+class CFollowedRing {
 public:
-    explicit CFileView(std::string path) : m_Path(std::move(path)) {}
-
-    // The whole file as it is now; empty while there is none. The bytes change under the view as
-    // the file does, which must not be cut short: true of a log and of a ring, once they are there.
-    // Valid until the next call.
-    [[nodiscard]] std::string_view Look();
+    explicit CFollowedRing(std::string path) : m_Path(std::move(path)) {}
+    // The entries that are new, a line or several each; a note in the place of lost ones.
+    [[nodiscard]] std::string TakeNewLines();
 
 private:
     std::string m_Path;
-    CUniqueFd m_File;
-    CFileMapping m_Mapping;
+    trace_reader::CTraceFileBytes m_File;
+    std::optional<trace_reader::CRingFollower> m_Follower;
 };
 
 // Complete lines that are new at each look, with "log  | " or "ring | " before each. What is
@@ -35,12 +31,10 @@ public:
     [[nodiscard]] std::string TakeNewLines();
 
 private:
-    [[nodiscard]] std::string_view TakeLogLines();
+    [[nodiscard]] std::string TakeLogLines();
 
-    CFileView m_Log{"/var/log/quorvat/log.zentd"};
-    CFileView m_StartUpRing{"/var/log/quorvat/log.zentd_i"};
-    CFileView m_ActiveRing{"/var/log/quorvat/log.zentd_a"};
-    std::size_t m_LogPosition = 0;
-    CRingReader m_StartUpReader;
-    CRingReader m_ActiveReader;
+    trace_reader::CTraceFileBytes m_Log;
+    CFollowedRing m_StartUpRing{"/var/log/quorvat/log.zentd_i"};
+    CFollowedRing m_ActiveRing{"/var/log/quorvat/log.zentd_a"};
+    std::uint64_t m_LogPosition = 0;
 };
