@@ -128,7 +128,7 @@ void WriteTraceFileSeeds(const fs::path& corpus) {
     std::string before = front + TraceEntry(2, "one") + TraceEntry(3, "two\nlines") + marker;
     std::string after = front + TraceEntry(6, "six") + marker + "rest\n" + TraceEntry(4, "four") +
                         TraceEntry(5, "five");
-    std::string prefill = TraceEntry(0, "");
+    std::string prefill = TraceEntry(0, "").substr(0, 49);
     prefill.resize(1023, '_');
     before.resize(2048, '_');
     before += prefill + "\n";

@@ -63,8 +63,8 @@ bool CEntryReader::Fill() {
     const std::size_t first = FindEntry(m_Buffer, 0);
     if (first != std::string::npos) {
         std::string again;
-        m_Bytes.Read(base + first, kWitness, again);
-        if (std::string_view(m_Buffer).substr(first, again.size()) != again) {
+        m_Bytes.Read(base + first, std::min(kWitness, m_Buffer.size() - first), again);
+        if (again.empty() || std::string_view(m_Buffer).substr(first, again.size()) != again) {
             DropOverwritten(base);
         }
     }

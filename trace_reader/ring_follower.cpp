@@ -67,36 +67,38 @@ std::string CRingFollower::ReadHeaderLine() const {
     return WitnessAt(0).Bytes;
 }
 
-// Finds the ring's begin and the place to go on from. False when there is none yet.
+// False when there is no ring yet, or no entry in it, or when the writer wraps it just now.
 bool CRingFollower::Start(RingLayout* used) {
     const auto begin = FindRingBegin(m_Bytes);
     if (!begin) {
         return false;
     }
-    m_Begin = *begin;
-    m_IsRoundEnd = false;
-    m_Last = {};
-    m_HeaderLine.clear();
-    m_Next = m_SafeEnd = begin->Offset;
-    if (m_From == From::kNewest) {
-        const std::string headerLine = ReadHeaderLine();
-        const RingLayout layout = FindRingLayout(m_Bytes);
-        if (layout.By != RingLayout::EndedBy::kMarker || headerLine != ReadHeaderLine()) {
-            return false;
-        }
-        m_HeaderLine = headerLine;
-        m_Next = m_SafeEnd = layout.End;
-        const Region round{layout.FirstEntry, layout.End, false, false};
-        const CEntryReader::Place newest =
-            FindPlaceBack(m_Bytes, {round}, [](const Entry& /*entry*/) { return true; });
-        if (newest.Offset != 0) {
-            m_Last = WitnessAt(newest.Offset);
-        }
-        if (used != nullptr) {
-            *used = layout;
-        }
+    const std::string headerLine = ReadHeaderLine();
+    const RingLayout layout = FindRingLayout(m_Bytes);
+    if (layout.By != RingLayout::EndedBy::kMarker || layout.End <= begin->Restart) {
+        return false;
     }
+    Witness last = WitnessAt(begin->Restart);
+    if (m_From == From::kNewest) {
+        const Region round{layout.FirstEntry, layout.End, false, false};
+        last = WitnessAt(
+            FindPlaceBack(m_Bytes, {round}, [](const Entry& /*entry*/) { return true; }).Offset);
+    }
+    if (headerLine != ReadHeaderLine()) {
+        return false;
+    }
+    m_Begin = *begin;
     m_BeginEntry = WitnessAt(begin->Offset);
+    m_Last = std::move(last);
+    m_Next = m_SafeEnd = m_From == From::kNewest ? layout.End : begin->Offset;
+    // Of an older round, the oldest is wanted too, as far as it is left.
+    m_IsBehind = m_From == From::kOldest && layout.IsWrapped;
+    m_HeaderLine = headerLine;
+    m_IsRoundEnd = false;
+    m_Doubtful = 0;
+    if (used != nullptr) {
+        *used = layout;
+    }
     return true;
 }
 
@@ -108,6 +110,9 @@ CRingFollower::Result CRingFollower::Look(const Receiver& receive) {
         m_BeginEntry = {};
         m_From = From::kOldest;
         return Result::kOtherRing;
+    }
+    if (m_IsBehind) {
+        return Resume();
     }
     if (m_Next == m_SafeEnd && !FindSafeEnd()) {
         return Stands(m_Last) ? Result::kNothing : Resume();
@@ -170,7 +175,6 @@ CRingFollower::Witness CRingFollower::MakeWitness(const Entry& entry) {
 // Hands over whole entries, after a look at whether they still were those.
 CRingFollower::Result CRingFollower::Take(const Receiver& receive) {
     std::size_t length = std::min<std::uint64_t>(kBlock, m_SafeEnd - m_Next);
-    Witness witness = m_Last;
     std::size_t whole = 0;
     for (;;) {
         m_Bytes.Read(m_Next, length, m_Buffer);
@@ -180,9 +184,6 @@ CRingFollower::Result CRingFollower::Take(const Receiver& receive) {
         CEntrySplitter splitter(m_Buffer, m_Next, false);
         for (Entry entry; splitter.Next(entry);) {
             whole = isAll ? whole : entry.Offset - m_Next;
-            if (witness.Bytes.empty() && entry.Offset >= m_Begin.Restart) {
-                witness = MakeWitness(entry);  // the first look at a ring
-            }
         }
         if (whole != 0) {
             break;
@@ -192,7 +193,7 @@ CRingFollower::Result CRingFollower::Take(const Receiver& receive) {
         }
         length = std::min<std::uint64_t>(2 * length, m_SafeEnd - m_Next);
     }
-    if (!Stands(witness)) {
+    if (!Stands(m_Last)) {
         return Resume();
     }
     CEntrySplitter splitter(std::string_view(m_Buffer).substr(0, whole), m_Next, false);
@@ -217,26 +218,26 @@ CRingFollower::Result CRingFollower::Resume() {
     }
     const std::uint64_t lead = layout.End + layout.Size / kLeadShare;
     const auto old = layout.IsWrapped ? FindEntryAt(m_Bytes, lead, layout.TextEnd) : std::nullopt;
-    std::uint64_t place = m_Begin.Restart;
-    if (old) {
-        place = old->Offset;
-        m_SafeEnd = layout.TextEnd;
-        m_HeaderLine.clear();
-    } else {
-        if (lead > layout.Size) {
-            const auto entry =
-                FindEntryAt(m_Bytes, m_Begin.Restart + lead - layout.Size, layout.End);
-            place = entry ? entry->Offset : layout.End;
-        }
-        m_SafeEnd = layout.End;
-        m_HeaderLine = headerLine;
+    std::uint64_t place = old ? old->Offset : m_Begin.Restart;
+    if (!old && lead > layout.Size) {
+        const auto entry = FindEntryAt(m_Bytes, m_Begin.Restart + lead - layout.Size, layout.End);
+        place = entry ? entry->Offset : m_Begin.Restart;
     }
+    Witness witness = WitnessAt(place);
+    // The writer must not have come there meanwhile.
+    const auto marker = FindEndMarker(m_Bytes, layout.End, layout.Size, {});
+    if (!marker || (old && marker->Offset >= place) || headerLine != ReadHeaderLine()) {
+        return Result::kNothing;
+    }
+    m_SafeEnd = old ? layout.TextEnd : layout.End;
+    m_HeaderLine = headerLine;
     const std::uint64_t round = layout.Size - m_Begin.Restart;
     m_Lost = place > m_Next ? place - m_Next : place + round - m_Next;
     m_Next = place;
     m_IsRoundEnd = old.has_value();
+    m_IsBehind = false;
     m_Doubtful = 0;
-    m_Last = place < layout.End || old ? WitnessAt(place) : Witness{};
+    m_Last = std::move(witness);
     return Result::kLost;
 }
 

@@ -61,6 +61,7 @@ private:
     Witness m_Last;                // the entry that was handed over last, or the next one
     std::uint64_t m_Next = 0;      // where the next entry begins
     std::uint64_t m_SafeEnd = 0;   // entries from m_Next to here are whole; m_Next: unknown
+    bool m_IsBehind = false;       // the place is yet to be found: see Resume
     bool m_IsRoundEnd = false;     // behind m_SafeEnd the ring begins its next round
     std::string m_HeaderLine;      // the log header's first line in this round; empty: unknown
     std::uint64_t m_Doubtful = 0;  // the end marker of the look before, if it was not sure

@@ -4,6 +4,7 @@
 
 #include "trace/entry_format.h"
 #include "trace_reader/entry_header.h"
+#include "trace_reader/entry_reader.h"
 
 namespace trace_reader {
 
@@ -70,18 +71,18 @@ std::optional<FoundMarker> FindEndByTime(const CTraceBytes& bytes, std::uint64_t
 // Without a marker: behind the last entry before one that is older.
 void EndAtTimeDrop(const CTraceBytes& bytes, RingLayout& layout) {
     std::string last;
-    std::uint64_t offset = layout.FirstEntry;
-    while (const auto entry = FindEntryAt(bytes, offset, layout.Size)) {
-        if (entry->IsPrefill || entry->Time < last) {
+    layout.End = layout.OldBegin = layout.TextEnd;
+    CEntryReader entries(bytes, {{layout.FirstEntry, layout.TextEnd, false, false}});
+    while (const Entry* const entry = entries.Next()) {
+        const bool isPrefill = IsPrefillLine(entry->Bytes);
+        if (isPrefill || entry->Header.Time < last) {
             layout.By = RingLayout::EndedBy::kTimeDrop;
             layout.End = layout.OldBegin = entry->Offset;
-            layout.IsWrapped = !entry->IsPrefill;
+            layout.IsWrapped = !isPrefill;
             return;
         }
-        last = entry->Time;
-        offset = entry->Offset + 1;
+        last = entry->Header.Time;
     }
-    layout.End = layout.OldBegin = layout.TextEnd;
 }
 
 bool EndsWithDots(const CTraceBytes& bytes, const RingLayout& layout) {
@@ -213,11 +214,11 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
         layout.OldBegin = marker->Offset + kEndMarker.size();
         const auto old = FindEntryAt(bytes, layout.OldBegin, layout.Size);
         layout.IsWrapped = old && !old->IsPrefill;
-    } else if (layout.TextEnd < layout.Size && EndsWithDots(bytes, layout)) {
+        return layout;
+    }
+    EndAtTimeDrop(bytes, layout);
+    if (layout.By == RingLayout::EndedBy::kNothing && EndsWithDots(bytes, layout)) {
         layout.By = RingLayout::EndedBy::kFill;
-        layout.End = layout.OldBegin = layout.TextEnd;
-    } else {
-        EndAtTimeDrop(bytes, layout);
     }
     return layout;
 }

@@ -39,7 +39,8 @@ std::vector<Region> RingRegions(const RingLayout& ring) {
     if (ring.IsWrapped) {
         Add(regions, ring.OldBegin, ring.TextEnd, true);
     }
-    Add(regions, ring.FirstEntry, ring.End, false);
+    // Without a marker, what an entry did not overwrite looks like further lines of it.
+    Add(regions, ring.FirstEntry, ring.End, false, ring.By == RingLayout::EndedBy::kTimeDrop);
     return regions;
 }
 

@@ -24,8 +24,8 @@ std::string NumberedText(unsigned long number) {
     std::string text = "number=" + std::to_string(number) + " ";
     const std::size_t length = number % 997 == 0 ? 5000 : number * 37 % 300;
     for (std::size_t i = 0; i < length; ++i) {
-        text += number % 50 == 0 && i % 64 == 63 ? '\n'
-                                                 : static_cast<char>('a' + (number + i) % 26);
+        text +=
+            number % 50 == 0 && i % 64 == 63 ? '\n' : static_cast<char>('a' + (number + i) % 26);
     }
     return text + "=" + std::to_string(number);
 }
@@ -34,9 +34,9 @@ std::string NumberedText(unsigned long number) {
 struct Seen {
     unsigned long Entries = 0;
     unsigned long Torn = 0;
-    unsigned long Missed = 0;            // numbers that were left out
+    unsigned long Missed = 0;  // numbers that were left out
     unsigned long MissedBytes = 0;
-    unsigned long ToldBytes = 0;         // what the follower said is lost
+    unsigned long ToldBytes = 0;  // what the follower said is lost
     unsigned long Overtaken = 0;
     unsigned long UntoldLosses = 0;      // numbers that were left out without a word
     unsigned long OverstatedLosses = 0;  // the follower told of more than was left out
