@@ -193,7 +193,7 @@ int ReportTraceDamage(const std::vector<TraceFile>& files, bool asJson) {
                       ? json.dump(-1, ' ', true)
                       : file.Path + ": " + KindOf(file) + (isDamaged ? ", damaged" : ", intact"));
     }
-    return code;
+    return code == kSuccess ? code : Fail(kFailure, "damage was found");
 }
 
 }  // namespace tools

@@ -42,27 +42,31 @@ std::string StartOf(const std::vector<TraceFile>& files) {
     return start;
 }
 
-// 0 with `limit` set, else the exit code.
-int ResolveTime(const std::string& option, const std::string& text,
-                const std::vector<TraceFile>& files, std::string& limit) {
-    if (text.empty()) {
+int CheckTime(const std::string& option, const std::string& text) {
+    if (text.empty() || trace_reader::ParseTimeArgument(text, std::time(nullptr))) {
         return kSuccess;
     }
-    const auto time = trace_reader::ParseTimeArgument(text, std::time(nullptr));
-    if (!time) {
-        return Fail(kUsage, option + ": \"" + text +
-                                "\" is no time, such as \"2024-03-07 14:05\", 14:05, \"10 min "
-                                "ago\", today, boot, start");
-    }
-    limit = time->What == TimeArgument::Kind::kBoot
-                ? trace_reader::LocalTimeText(trace_reader::BootTime())
-            : time->What == TimeArgument::Kind::kStart ? StartOf(files)
-                                                       : time->Text;
-    return kSuccess;
+    return Fail(kUsage, option + ": \"" + text +
+                            "\" is no time, such as \"2024-03-07 14:05\", 14:05, \"10 min ago\", "
+                            "today, boot, start");
 }
 
-int Select(const TraceShowArguments& arguments, const std::vector<TraceFile>& files,
-           CTraceSelection& selection) {
+// The limit of a time that was checked; empty without one.
+std::string ResolveTime(const std::string& text, const std::vector<TraceFile>& files) {
+    const auto time = trace_reader::ParseTimeArgument(text, std::time(nullptr));
+    if (!time) {
+        return {};
+    }
+    switch (time->What) {
+    case TimeArgument::Kind::kBoot: return trace_reader::LocalTimeText(trace_reader::BootTime());
+    case TimeArgument::Kind::kStart: return StartOf(files);
+    case TimeArgument::Kind::kTime: break;
+    }
+    return time->Text;
+}
+
+// Everything but the times, which are only checked. 0, else the exit code of wrong usage.
+int Select(const TraceShowArguments& arguments, CTraceSelection& selection) {
     for (const std::string& thread : arguments.Threads) {
         selection.Threads.push_back(ThreadText(thread));
         if (selection.Threads.back().empty()) {
@@ -75,9 +79,14 @@ int Select(const TraceShowArguments& arguments, const std::vector<TraceFile>& fi
             return Fail(kUsage, "--grep: " + why);
         }
     }
-    const int code = ResolveTime("--since", arguments.Since, files, selection.Since);
-    return code != kSuccess ? code
-                            : ResolveTime("--until", arguments.Until, files, selection.Until);
+    const int code = CheckTime("--since", arguments.Since);
+    return code != kSuccess ? code : CheckTime("--until", arguments.Until);
+}
+
+void SelectTimes(const TraceShowArguments& arguments, const std::vector<TraceFile>& files,
+                 CTraceSelection& selection) {
+    selection.Since = ResolveTime(arguments.Since, files);
+    selection.Until = ResolveTime(arguments.Until, files);
 }
 
 TraceStyle StyleFor(const TraceShowArguments& arguments, bool isTerminal) {
@@ -174,16 +183,14 @@ void PrintHeaders(const std::vector<TraceFile>& files, bool asJson) {
     }
 }
 
-int ShowFiles(const TraceShowArguments& arguments, const std::vector<std::string>& paths) {
+int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
+              const std::vector<std::string>& paths) {
     std::vector<TraceFile> files;
     const int opened = OpenTraceFiles(paths, files);
-    CTraceSelection selection;
-    if (const int code = Select(arguments, files, selection); code != kSuccess) {
-        return code;
-    }
     if (files.empty()) {
         return opened;
     }
+    SelectTimes(arguments, files, selection);
     if (arguments.WantsHeader) {
         PrintHeaders(files, arguments.AsJson);
         return opened;
@@ -201,15 +208,13 @@ int ShowFiles(const TraceShowArguments& arguments, const std::vector<std::string
 }
 
 // The files may still be to come.
-int FollowFiles(const TraceShowArguments& arguments, const std::vector<std::string>& paths) {
+int FollowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
+                const std::vector<std::string>& paths) {
     CTraceOutput output;
     const TraceStyle style = StyleFor(arguments, output.IsTerminal());
     CTraceFollower follower(paths);
     const std::vector<TraceFile> files = follower.Start();
-    CTraceSelection selection;
-    if (const int code = Select(arguments, files, selection); code != kSuccess) {
-        return code;
-    }
+    SelectTimes(arguments, files, selection);
     TraceShowArguments first = arguments;
     first.Last = arguments.Last != 0 ? arguments.Last : kLastWhenFollowing;
     PrintEntries(first, files, selection, style, output);
@@ -234,13 +239,16 @@ int FollowFiles(const TraceShowArguments& arguments, const std::vector<std::stri
 }  // namespace
 
 int ShowTrace(const TraceShowArguments& arguments) {
-    std::vector<std::string> paths;
-    if (arguments.IsFollowing) {
-        paths = FollowedTraceFiles(arguments.Files);
-        return FollowFiles(arguments, paths);
+    CTraceSelection selection;
+    if (const int code = Select(arguments, selection); code != kSuccess) {
+        return code;
     }
+    if (arguments.IsFollowing) {
+        return FollowFiles(arguments, selection, FollowedTraceFiles(arguments.Files));
+    }
+    std::vector<std::string> paths;
     const int code = FindTraceFiles(arguments.Files, paths);
-    return code != kSuccess ? code : ShowFiles(arguments, paths);
+    return code != kSuccess ? code : ShowFiles(arguments, selection, paths);
 }
 
 }  // namespace tools

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <utility>
 
 #include "trace_reader/entry_header.h"
 
@@ -124,7 +125,9 @@ std::optional<std::string> ParseAgo(std::string_view text, std::time_t now) {
     if (error != std::errc() || unit == 0) {
         return std::nullopt;
     }
-    return LocalTimeText(now - static_cast<std::time_t>(count) * unit);
+    std::string time = LocalTimeText(now - static_cast<std::time_t>(count) * unit);
+    // Before the first year there are no four digits for it.
+    return Milliseconds(time + ".000") ? std::optional(std::move(time)) : std::nullopt;
 }
 
 // Midnight before `days` days.

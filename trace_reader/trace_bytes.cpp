@@ -10,6 +10,13 @@
 
 namespace trace_reader {
 
+void CTraceBytes::Read(std::uint64_t offset, std::size_t length, std::string& text) const {
+    // A string is filled with zeros first; only with as many as there is something for.
+    const std::uint64_t size = Size();
+    text.resize(std::min<std::uint64_t>(length, size - std::min(offset, size)));
+    text.resize(Read(offset, text.data(), text.size()));
+}
+
 std::size_t CTraceMemory::Read(std::uint64_t offset, char* buffer, std::size_t length) const {
     if (offset >= m_Text.size()) {
         return 0;

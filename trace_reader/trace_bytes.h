@@ -30,10 +30,7 @@ public:
                                            std::size_t length) const = 0;
 
     // Replaces `text` by at most `length` bytes from `offset`.
-    void Read(std::uint64_t offset, std::size_t length, std::string& text) const {
-        text.resize(length);
-        text.resize(Read(offset, text.data(), length));
-    }
+    void Read(std::uint64_t offset, std::size_t length, std::string& text) const;
 };
 
 class CTraceMemory : public CTraceBytes {

@@ -5,7 +5,7 @@ _morlactl() {
     local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]} ${COMP_WORDS[2]-}" words="" files=""
     case "$COMP_CWORD $command" in
-        1*) words="doctor ini inventory process registry smbios switch --help --version" ;;
+        1*) words="doctor ini inventory process registry smbios switch trace --help --version" ;;
         2\ ini*) words="get set delete list copy --help" ;;
         2\ process*) words="find show --help" ;;
         2\ registry*) words="get set list create delete export import check --help" ;;
@@ -42,6 +42,21 @@ _morlactl() {
         esac
     elif [ "${COMP_WORDS[1]}" = doctor ] && [ "$COMP_CWORD" -gt 1 ]; then
         words="--json --help"
+    elif [ "${COMP_WORDS[1]}" = trace ] && [ "$COMP_CWORD" -gt 1 ]; then
+        files=yes
+        case "${COMP_WORDS[2]-}" in
+            stat | check) words="--json --help" ;;
+            *)
+                words="--follow --last --since --until --thread --source --grep --context --json"
+                words+=" --header --raw --color --no-pager --help"
+                ;;
+        esac
+        [ "$COMP_CWORD" -gt 2 ] || words+=" show stat check"
+        case "$previous" in
+            --color) words="auto always never" files="" ;;
+            --since | --until) words="now today yesterday boot start" files="" ;;
+            --last | --thread | --source | --grep | --context) words="" files="" ;;
+        esac
     elif [ "$previous" = --type ]; then
         words="string expand dword binary"
     fi

@@ -257,6 +257,9 @@ completions() {
     complete_to slots inventory --section s
     complete_to --load-modules switch check libswitch.so --l
     complete_to --json doctor --j
+    complete_to check trace che
+    complete_to --context trace show --con
+    complete_to boot trace --since b
     # Every command that the tool knows is offered, and none that it does not know.
     local group command
     for group in "" ini process registry switch; do
@@ -298,6 +301,46 @@ $strings" smbios --from /tmp/captured --type 11
     expect 1 '' smbios --from /tmp/captured
 }
 
+# entry SECOND TEXT
+entry() { printf '2024-03-07 14:05:%s.042 [00F5A7C0] zentd         %s\n' "$1" "$2"; }
+
+traces() {
+    local folder=/tmp/traces
+    export PAGER=cat
+    expect 2 '' trace
+    expect 2 '' trace /tmp/none
+    expect 1 '' trace /dev/null
+    expect 64 '' trace --since bogus
+    expect 64 '' trace --grep '('
+    expect 64 '' trace --context 1
+    mkdir -p "$folder" /etc/velmor/OskariaSuite/TraceConfig
+    printf '[zentd]\nRingBufferDirectory=%s\n[EndOfFile]\n' "$folder" \
+        >/etc/velmor/OskariaSuite/TraceConfig/any.ini
+    expect 2 '' trace
+    {
+        entry 10 start
+        entry 11 $'bad \xff\nline'
+        entry 12 end
+    } >"$folder/log.zentd"
+    expect 0 "$(cat "$folder/log.zentd")" trace
+    expect 0 "$(entry 12 end)" trace show -n 1 "$folder"
+    expect 0 "$(entry 10 start)" trace --until 2024-03-07T14:05:10
+    expect 0 "$(entry 12 end)" trace --grep '^en' --source zentd --thread f5a7c0
+    expect 0 '' trace --source other
+    expect 0 '{"time":"2024-03-07 14:05:11.042","thread":"00F5A7C0","source":"zentd","text":"bad \ufffd\nline","text_hex":"62616420ff0a6c696e65","file":"/tmp/traces/log.zentd","offset":55}' \
+        trace --json --grep bad
+    prints 'intact$' trace check
+    prints '3  zentd$' trace stat
+    prints '"entries":3' trace stat --json
+    printf 'cut' >>"$folder/log.zentd"
+    chmod 600 "$folder/log.zentd"
+    expect 1 "$folder/log.zentd: damage at offset 168: the last line is cut
+$folder/log.zentd: log file, damaged" trace check
+    for ((i = 0; i < 20000; i++)); do entry 13 many; done >"$folder/log.zentd"
+    "$morlactl" trace 2>&1 | head -n 1 >/dev/null
+    same 'exit code when the reader has gone' $? 0
+}
+
 export HOME=/home
 usage
 processes
@@ -305,5 +348,6 @@ ini_files
 registry
 damaged_trees
 smbios
+traces
 completions
 [ "$failures" -eq 0 ]

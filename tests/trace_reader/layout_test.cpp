@@ -194,6 +194,7 @@ TEST(TraceTimes, AreReadAsPeopleTypeThem) {
         {"24:00", ""},
         {"9:30", ""},
         {"10 parsec ago", ""},
+        {"3875821175 min ago", ""},  // before the first year
         {" ago", ""},
         {"", ""},
     };
