@@ -1,5 +1,7 @@
 #include "trace_reader/entry_reader.h"
 
+#include <optional>
+
 namespace trace_reader {
 
 namespace {
@@ -12,6 +14,42 @@ constexpr std::size_t kWitness = 64;  // bytes of a header that tell it from all
 std::size_t EndOfEntry(std::string_view text, std::size_t from) {
     const std::size_t next = NextLine(text, from);
     return next == std::string_view::npos ? next : FindEntry(text, next);
+}
+
+// The entries of a part of a region that ends with one; a part that does not begin with the region
+// begins anywhere in a line.
+std::vector<Entry> EntriesOf(std::string_view text, std::uint64_t base, const Region& region) {
+    const std::size_t skip = base == region.Begin ? 0 : std::min(NextLine(text, 0), text.size());
+    CEntrySplitter splitter(text.substr(skip), base + skip, region.IsOld);
+    std::vector<Entry> entries;
+    for (Entry entry; splitter.Next(entry);) {
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+// Where going back through a region is enough; nothing when it never is.
+std::optional<std::uint64_t> FindOffsetBack(const CTraceBytes& bytes, const Region& region,
+                                            const std::function<bool(const Entry&)>& isEnough) {
+    std::string block;
+    std::uint64_t end = region.End;
+    std::size_t step = kBackBlock;
+    while (end > region.Begin) {
+        const std::uint64_t base = end - region.Begin > step ? end - step : region.Begin;
+        bytes.Read(base, end - base, block);
+        const std::vector<Entry> entries = EntriesOf(block, base, region);
+        const auto enough = std::find_if(entries.rbegin(), entries.rend(), isEnough);
+        if (enough != entries.rend()) {
+            return enough->Offset;
+        }
+        if (base == region.Begin) {
+            break;
+        }
+        // Without an entry: one that is longer than the block.
+        step = entries.empty() ? 2 * step : kBackBlock;
+        end = entries.empty() ? end : entries.front().Offset;
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -89,26 +127,30 @@ void CEntryReader::DropOverwritten(std::uint64_t base) {
 }
 
 bool CEntryReader::TakeEntry() {
-    for (;;) {
+    do {
         const std::size_t begin = FindEntry(m_Buffer, m_Next);
-        if (begin != std::string::npos) {
-            const std::size_t end = EndOfEntry(m_Buffer, begin);
-            if (end != std::string::npos || m_Read >= m_Regions[m_Region].End) {
-                m_Entry.Offset = m_Read - m_Buffer.size() + begin;
-                m_Entry.Bytes = std::string_view(m_Buffer).substr(
-                    begin, std::min(end, m_Buffer.size()) - begin);
-                m_Entry.Header = *ParseEntryHeader(m_Entry.Bytes);
-                m_Next = begin + m_Entry.Bytes.size();
-                if (end == std::string::npos && m_Regions[m_Region].IsOneLine) {
-                    m_Entry.Bytes = m_Entry.Bytes.substr(0, NextLine(m_Entry.Bytes, 0));
-                }
-                return true;
-            }
-            m_Next = begin;
+        if (begin == std::string::npos) {
+            continue;
         }
-        if (!Fill()) {
-            return false;
+        m_Next = begin;
+        const std::size_t end = EndOfEntry(m_Buffer, begin);
+        const bool isLast = end == std::string::npos && m_Read >= m_Regions[m_Region].End;
+        if (end != std::string::npos || isLast) {
+            TakeEntry(std::min(end, m_Buffer.size()), isLast);
+            return true;
         }
+    } while (Fill());
+    return false;
+}
+
+// Of the buffer from m_Next to `end`.
+void CEntryReader::TakeEntry(std::size_t end, bool isLast) {
+    m_Entry.Offset = m_Read - m_Buffer.size() + m_Next;
+    m_Entry.Bytes = std::string_view(m_Buffer).substr(m_Next, end - m_Next);
+    m_Entry.Header = *ParseEntryHeader(m_Entry.Bytes);
+    m_Next = end;
+    if (isLast && m_Regions[m_Region].IsOneLine) {
+        m_Entry.Bytes = m_Entry.Bytes.substr(0, NextLine(m_Entry.Bytes, 0));
     }
 }
 
@@ -125,37 +167,9 @@ const Entry* CEntryReader::Next() {
 
 CEntryReader::Place FindPlaceBack(const CTraceBytes& bytes, const std::vector<Region>& regions,
                                   const std::function<bool(const Entry&)>& isEnough) {
-    std::string block;
     for (std::size_t number = regions.size(); number-- > 0;) {
-        const Region& region = regions[number];
-        std::uint64_t end = region.End;
-        std::size_t step = kBackBlock;
-        while (end > region.Begin) {
-            const std::uint64_t base = end - region.Begin > step ? end - step : region.Begin;
-            bytes.Read(base, end - base, block);
-            // Behind the begin of the region a block begins anywhere in a line.
-            const std::size_t skip =
-                base == region.Begin ? 0 : std::min(NextLine(block, 0), block.size());
-            CEntrySplitter splitter(std::string_view(block).substr(skip), base + skip,
-                                    region.IsOld);
-            std::vector<Entry> entries;
-            for (Entry entry; splitter.Next(entry);) {
-                entries.push_back(entry);
-            }
-            for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-                if (isEnough(*entry)) {
-                    return {number, entry->Offset};
-                }
-            }
-            if (base == region.Begin) {
-                break;
-            }
-            if (entries.empty()) {
-                step *= 2;  // an entry longer than the block
-            } else {
-                end = entries.front().Offset;
-                step = kBackBlock;
-            }
+        if (const auto offset = FindOffsetBack(bytes, regions[number], isEnough)) {
+            return {number, *offset};
         }
     }
     return {};

@@ -73,6 +73,7 @@ public:
 
 private:
     bool TakeEntry();
+    void TakeEntry(std::size_t end, bool isLast);
     bool Fill();
     void EnterRegion(std::size_t region, std::uint64_t offset);
     void DropOverwritten(std::uint64_t base);

@@ -28,7 +28,7 @@ public:
     // Takes its place; the first look does it too. False when there is no ring yet, or the writer
     // is in the middle of something. The layout, when it is wanted, is the one that the place is
     // from: entries up to its end are not handed over.
-    [[nodiscard]] bool Start(RingLayout* layout = nullptr);
+    [[nodiscard]] bool Start(RingLayout* used = nullptr);
 
     // Hands over what is new, some hundred kilobytes at most. An entry's views are valid during its
     // call.

@@ -208,7 +208,8 @@ std::optional<std::int64_t> Milliseconds(std::string_view text) {
         std::chrono::year(year), std::chrono::month(static_cast<unsigned int>(month)),
         std::chrono::day(static_cast<unsigned int>(day)));
     const std::int64_t days = date.time_since_epoch().count();
-    return ((days * 24 + hour) * 60 + minute) * 60'000 + second * 1000 + millisecond;
+    constexpr std::int64_t kSecond = 1000;
+    return ((days * 24 + hour) * 60 + minute) * 60 * kSecond + second * kSecond + millisecond;
 }
 
 }  // namespace trace_reader

@@ -27,6 +27,6 @@ struct TimeArgument {
 [[nodiscard]] std::time_t BootTime();
 
 // An entry's time as a number, for differences; without regard to time zones.
-[[nodiscard]] std::optional<std::int64_t> Milliseconds(std::string_view time);
+[[nodiscard]] std::optional<std::int64_t> Milliseconds(std::string_view text);
 
 }  // namespace trace_reader
