@@ -3,12 +3,10 @@
 // The writer (trace/debug_ring_buffer.cpp) knows nothing of readers, and the file has no counter
 // that it would bump. What can be relied upon is the order in which it changes bytes:
 //
-// 1. Most entries are composed behind the end marker of the entry before: from the seventeenth byte
+// 1. An entry comes into being behind the end marker of the entry before: from the seventeenth byte
 //    of the header to the new end marker, and only then do the first sixteen bytes replace the old
 //    marker. So for a moment two markers stand, and the first of them counts.
-// 2. Long entries and those near the end of the file are copied over the old marker, then the new
-//    marker is written. So for a moment no marker stands, and what is behind the newest entry is a
-//    mixture.
+// 2. Those sixteen bytes may be seen half replaced. So for a moment neither marker stands.
 // 3. A wrap fills the rest with dots, writes the log header anew, and copies the entry to the
 //    restart position. Meanwhile no marker stands behind the begin entry.
 // 4. Within a round, entries follow each other upwards. A writer that comes round again goes

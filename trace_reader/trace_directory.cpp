@@ -2,16 +2,17 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/directory.h"
 #include "base/paths.h"
 #include "trace/trace_config_file.h"
+#include "trace/trace_settings.h"
 
 namespace trace_reader {
 
 std::string FindTraceDirectory(const char* application) {
-    constexpr std::size_t kLimit = 255;
     std::vector<std::string> names;
     const bool isListed = ListDirectory(paths::kTraceConfigDirectory, names) == 0;
     std::erase_if(names,
@@ -20,21 +21,20 @@ std::string FindTraceDirectory(const char* application) {
         // Deliberate: as the trace facility has it, not even the variable counts then.
         return {};
     }
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    if (const char* const directory = std::getenv("HX_LOG_RINGBUF_DIR"); directory != nullptr) {
-        return std::string(directory).substr(0, kLimit);
-    }
+    trace::FileSettings settings;
     CDebugTraceConfigFile file;
-    for (const std::string& name : names) {
-        if (file.OpenSectionInIniFile(application, name.c_str(), paths::kTraceConfigDirectory)) {
-            const auto value = file.Value("RingBufferDirectory", kLimit + 1);
-            if (value && !value->empty()) {
-                return std::string(value->substr(0, kLimit));
-            }
-            break;
-        }
+    const auto hasSection = [&](const std::string& name) {
+        return file.OpenSectionInIniFile(application, name.c_str(), paths::kTraceConfigDirectory);
+    };
+    if (std::any_of(names.begin(), names.end(), hasSection)) {
+        settings.Directory =
+            file.Value(trace::kDirectory.Key, trace::kDirectoryLimit).value_or(std::string_view());
     }
-    return paths::kTraceDirectory;
+    const auto findVariable = [](const char* name) -> const char* {
+        return std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing here changes it
+    };
+    return std::string(trace::SettingsInForce(settings, 0, findVariable)
+                           .Directory.substr(0, trace::kDirectoryLimit - 1));
 }
 
 TracePaths PathsIn(const std::string& directory, const char* application) {
