@@ -23,6 +23,24 @@ Entry EntryOf(std::string_view bytes) {
     return entry;
 }
 
+// The file with the oldest entry, of those from `next` on.
+std::optional<std::size_t> FileOfOldest(const std::vector<CFollowedFile::News>& news,
+                                        const std::vector<std::size_t>& next) {
+    std::optional<std::size_t> oldest;
+    std::string_view time;
+    for (std::size_t i = 0; i < news.size(); ++i) {
+        if (next[i] < news[i].Entries.size()) {
+            const std::string_view own =
+                std::string_view(news[i].Entries[next[i]]).substr(0, trace_reader::kTimeLength);
+            if (!oldest || own < time) {
+                oldest = i;
+                time = own;
+            }
+        }
+    }
+    return oldest;
+}
+
 }  // namespace
 
 std::vector<std::string> FollowedTraceFiles(const std::vector<std::string>& names) {
@@ -161,16 +179,23 @@ std::vector<TraceFile> CTraceFollower::Start() {
 }
 
 // Log files are looked at first: the ring then has the originals of what they copy.
-bool CTraceFollower::Round(const Receiver& receive, const NoteReceiver& note) {
+std::vector<CFollowedFile::News> CTraceFollower::LookAtAll() {
     std::vector<CFollowedFile::News> news(m_Files.size());
+    std::vector<bool> isDone(m_Files.size(), false);
     for (const bool isRing : {false, true}) {
         for (std::size_t i = 0; i < m_Files.size(); ++i) {
-            if (m_Files[i]->IsRing() == isRing && news[i].Entries.empty()) {
+            if (!isDone[i] && m_Files[i]->IsRing() == isRing) {
                 news[i] = m_Files[i]->Look();
+                isDone[i] = true;
             }
         }
     }
-    std::vector<std::size_t> next(m_Files.size(), 0);
+    return news;
+}
+
+// False when there was nothing new.
+bool CTraceFollower::Round(const Receiver& receive, const NoteReceiver& note) {
+    const std::vector<CFollowedFile::News> news = LookAtAll();
     bool isNew = false;
     for (std::size_t i = 0; i < news.size(); ++i) {
         if (!news[i].Note.empty()) {
@@ -178,31 +203,18 @@ bool CTraceFollower::Round(const Receiver& receive, const NoteReceiver& note) {
             isNew = true;
         }
     }
-    for (;;) {
-        std::size_t oldest = news.size();
-        std::string_view time;
-        for (std::size_t i = 0; i < news.size(); ++i) {
-            if (next[i] < news[i].Entries.size()) {
-                const std::string_view own =
-                    std::string_view(news[i].Entries[next[i]]).substr(0, trace_reader::kTimeLength);
-                if (oldest == news.size() || own < time) {
-                    oldest = i;
-                    time = own;
-                }
-            }
-        }
-        if (oldest == news.size()) {
-            return isNew;
-        }
+    std::vector<std::size_t> next(m_Files.size(), 0);
+    for (auto file = FileOfOldest(news, next); file; file = FileOfOldest(news, next)) {
         isNew = true;
-        const Entry entry = EntryOf(news[oldest].Entries[next[oldest]++]);
-        if (m_Files[oldest]->IsRing()) {
+        const Entry entry = EntryOf(news[*file].Entries[next[*file]++]);
+        if (m_Files[*file]->IsRing()) {
             m_Copies.AddFromRing(entry);
         } else if (m_Copies.IsCopy(entry)) {
             continue;
         }
-        receive(entry, m_Files[oldest]->Path());
+        receive(entry, m_Files[*file]->Path());
     }
+    return isNew;
 }
 
 void CTraceFollower::Run(const Receiver& receive, const NoteReceiver& note, CTraceOutput& output) {

@@ -60,6 +60,7 @@ public:
     void Run(const Receiver& receive, const NoteReceiver& note, CTraceOutput& output);
 
 private:
+    [[nodiscard]] std::vector<CFollowedFile::News> LookAtAll();
     [[nodiscard]] bool Round(const Receiver& receive, const NoteReceiver& note);
 
     std::vector<std::unique_ptr<CFollowedFile>> m_Files;

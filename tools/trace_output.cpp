@@ -39,6 +39,7 @@ std::vector<std::string> PagerCommand() {
 // Starts it with its standard input from `input`; 0 when that fails.
 pid_t Spawn(std::vector<std::string> command, int input) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& word : command) {
         arguments.push_back(word.data());
     }

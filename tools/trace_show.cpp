@@ -153,34 +153,32 @@ void PrintEntries(const TraceShowArguments& arguments, const std::vector<TraceFi
     }
 }
 
-void PrintHeaders(const std::vector<TraceFile>& files, bool asJson) {
+using Sections = std::vector<trace_reader::HeaderSection>;
+
+void PrintHeader(const std::string& path, const Sections& sections) {
     constexpr std::size_t kNameWidth = 32;
-    for (const TraceFile& file : files) {
-        const auto sections = trace_reader::ReadHeaderSettings(file);
-        json_text::Json json;
-        SetTraceText(json, "file", file.Path);
-        if (!asJson) {
-            PrintLine(file.Path + (sections.empty() ? ": no log header" : ""));
-        }
-        for (const auto& section : sections) {
-            json_text::Json settings = json_text::Json::object();
-            if (!asJson) {
-                PrintLine("  " + section.Title);
-            }
-            for (const auto& [name, value] : section.Settings) {
-                SetTraceText(settings, text::ReplaceMalformed(name), value);
-                if (!asJson) {
-                    std::string padded = "    " + name;
-                    padded.resize(std::max(kNameWidth, padded.size() + 1), ' ');
-                    PrintLine(padded + value);
-                }
-            }
-            json[section.Title] = std::move(settings);
-        }
-        if (asJson) {
-            PrintLine(json.dump(-1, ' ', true));
+    PrintLine(path + (sections.empty() ? ": no log header" : ""));
+    for (const auto& section : sections) {
+        PrintLine("  " + section.Title);
+        for (const auto& [name, value] : section.Settings) {
+            std::string line = "    " + name;
+            line.resize(std::max(kNameWidth, line.size() + 1), ' ');
+            PrintLine(line + value);
         }
     }
+}
+
+void PrintHeaderJson(const std::string& path, const Sections& sections) {
+    json_text::Json json;
+    SetTraceText(json, "file", path);
+    for (const auto& section : sections) {
+        json_text::Json settings = json_text::Json::object();
+        for (const auto& [name, value] : section.Settings) {
+            SetTraceText(settings, text::ReplaceMalformed(name), value);
+        }
+        json[section.Title] = std::move(settings);
+    }
+    PrintLine(json.dump(-1, ' ', true));
 }
 
 int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
@@ -192,7 +190,10 @@ int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
     }
     SelectTimes(arguments, files, selection);
     if (arguments.WantsHeader) {
-        PrintHeaders(files, arguments.AsJson);
+        for (const TraceFile& file : files) {
+            (arguments.AsJson ? PrintHeaderJson : PrintHeader)(
+                file.Path, trace_reader::ReadHeaderSettings(file));
+        }
         return opened;
     }
     CTraceOutput output;

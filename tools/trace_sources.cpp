@@ -45,7 +45,8 @@ int OpenTraceFiles(const std::vector<std::string>& paths, std::vector<TraceFile>
         if (error != 0) {
             const std::string why =
                 error == EINVAL ? std::string("not a regular file") : CErrorText(error).Get();
-            code = Fail(error == ENOENT ? kNotFound : kFailure, "cannot read " + path + ": " + why);
+            code = Fail(error == ENOENT ? kNotFound : kFailure,
+                        std::string("cannot read ").append(path).append(": ").append(why));
             continue;
         }
         if (!file.Defect.empty()) {

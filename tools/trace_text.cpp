@@ -45,7 +45,7 @@ std::string FormatJson(const Entry& entry, std::string_view file) {
 }
 
 std::string FormatHeader(const Entry& entry, bool isColoured) {
-    const std::string header = text::EscapeControls(entry.Bytes.substr(0, entry.Header.Length));
+    std::string header = text::EscapeControls(entry.Bytes.substr(0, entry.Header.Length));
     const std::string source = text::EscapeControls(entry.Header.Source);
     const std::size_t at = source.empty() ? std::string::npos : header.rfind(source);
     if (!isColoured || at == std::string::npos) {
