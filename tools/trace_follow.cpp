@@ -1,5 +1,9 @@
 #include "tools/trace_follow.h"
 
+#include <cerrno>
+
+#include "base/error_text.h"
+#include "tools/command.h"
 #include "tools/trace_sources.h"
 #include "trace_reader/trace_directory.h"
 
@@ -66,11 +70,16 @@ bool CFollowedFile::Open() {
     m_Ring.reset();
     m_Log.reset();
     m_Bytes = std::make_shared<CTraceFileBytes>();
-    if (m_Bytes->Open(m_Path) != 0) {
+    const int error = m_Bytes->Open(m_Path);
+    if (error != 0) {
         m_Bytes.reset();
-        return false;
     }
-    return true;
+    // One that is not there yet is waited for in silence; of another it is said once.
+    if (error != 0 && error != ENOENT && error != m_ToldError) {
+        Warn("waiting for " + m_Path + ": " + CErrorText(error).Get());
+    }
+    m_ToldError = error;
+    return error == 0;
 }
 
 bool CFollowedFile::IsReplaced() const {

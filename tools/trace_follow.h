@@ -43,6 +43,7 @@ private:
     void Begin(trace_reader::CRingFollower::From from);
 
     std::string m_Path;
+    int m_ToldError = 0;  // why it could not be opened at the last try
     std::shared_ptr<trace_reader::CTraceFileBytes> m_Bytes;
     std::optional<trace_reader::CRingFollower> m_Ring;
     std::optional<trace_reader::CLogFollower> m_Log;
