@@ -8,7 +8,7 @@ configure_and_build build >/dev/null
 
 mapfile -t sources < <(git ls-files -co --exclude-standard '*.cpp' '*.h' '*.c')
 clang-format --dry-run --Werror "${sources[@]}"
-mapfile -t scripts < <(git ls-files -co --exclude-standard dev '*.sh' .ci/run)
+mapfile -t scripts < <(git ls-files -co --exclude-standard dev '*.sh' .ci/run packaging/systemd/run-level)
 shellcheck -x -P scripts "${scripts[@]}"
 scripts/tidy.py build
 printf 'lint: clean\n'
