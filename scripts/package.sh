@@ -55,10 +55,12 @@ stage() {
 # build_rpms FOLDER: the .rpm packages from the same build, beside the folder.
 build_rpms() {
     {
-        cmake "$1/obj-x86_64-linux-gnu" -DCMAKE_INSTALL_LIBDIR=lib64 -DCMAKE_INSTALL_SYSCONFDIR=/etc &&
+        cmake "$1/obj-x86_64-linux-gnu" -DCMAKE_INSTALL_LIBDIR=lib64 -DCMAKE_INSTALL_SYSCONFDIR=/etc \
+            -DMORLA_SYSTEMD_DIR=lib/systemd &&
             cmake --build "$1/obj-x86_64-linux-gnu" -j 2 &&
             stage runtime "$1" && stage development "$1" &&
             rpmbuild -bb --define "_topdir $1/rpm" --define "_rpmdir $(dirname "$1")" \
+                --define '_build_name_fmt %%{NAME}-%%{VERSION}-%%{RELEASE}.%%{ARCH}.rpm' \
                 --define "staged $1/staged" --define "morla_version $version" \
                 packaging/rpm/morla.spec
     } >"$1.rpm.log" 2>&1 || { tail -n 40 "$1.rpm.log" >&2; return 1; }
@@ -76,7 +78,8 @@ build() {
 # contents: both kinds of package hold the same files, but for the folders of libraries and of man
 # pages that are compressed or not.
 contents() {
-    local normal='s|^\./|/|; s|/lib/x86_64-linux-gnu|/lib64|; /\/$/d; s|\.gz$||; /^\/usr\/share\/doc\//d;
+    local normal='s|^\./|/|; s|/lib/x86_64-linux-gnu|/lib64|;
+        s|^/lib/systemd|/usr/lib/systemd|; /\/$/d; s|\.gz$||; /^\/usr\/share\/doc\//d;
         /^\/usr\/share\/lintian\//d'
     diff <(for deb in "$output/morla_"*.deb "$output/morla-dev_"*.deb; do
         dpkg-deb --fsys-tarfile "$deb" | tar -t

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Stands in for systemctl where no service manager runs: knows the one service zentd, and does what
 # its unit file says. Jobs are what the file /run/jobs holds. The sandbox is not applied.
-unit=/usr/lib/systemd/system/zentd.service
+unit=/lib/systemd/system/zentd.service
 wants=/etc/systemd/system/multi-user.target.wants/zentd.service
 pid_file="$(sed -n 's/^PIDFile=//p' $unit 2>/dev/null)"
 echo "systemctl $*" >>/run/systemctl.log
