@@ -1,6 +1,7 @@
 #!/bin/bash
 # Stands in for systemctl where no service manager runs: knows the one service zentd, and does what
-# its unit file says. Jobs are what the file /run/jobs holds. The sandbox is not applied.
+# its unit file says, without the sandbox; the real one (/run/systemctl) makes the links of units. Jobs
+# are what the file /run/jobs holds.
 unit=/lib/systemd/system/zentd.service
 wants=/etc/systemd/system/multi-user.target.wants/zentd.service
 pid_file="$(sed -n 's/^PIDFile=//p' $unit 2>/dev/null)"
@@ -45,6 +46,6 @@ case "$verb" in
     stop) stop ;;
     restart) stop && start ;;
     is-active) is_active ;;
-    is-enabled) [ -L $wants ] ;;
-    show) echo loaded ;;
+    is-enabled) if [ -L $wants ]; then echo enabled; else echo disabled; fi ;;
+    preset | enable | disable) exec /run/systemctl "$@" ;; # only links
 esac
