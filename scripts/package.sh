@@ -89,8 +89,9 @@ contents() {
 }
 
 need "${build_packages[@]}" git dpkg-dev debhelper lintian rpm systemd
+# Not with the cache's base folder: it changes the paths in the debug symbols.
+unset CCACHE_BASEDIR CCACHE_NOHASHDIR
 if command -v ccache >/dev/null; then
-    export CCACHE_NOHASHDIR=1 CCACHE_BASEDIR="$output"
     export MORLA_CMAKE_OPTIONS="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
 fi
 build "$output"
