@@ -119,7 +119,7 @@ inside() {
     [ -s /etc/quorvat/registry ] || fail 'registry lost by the removal'
     package_manager -P morla-dev morla
     left="$(comm -13 <(printf '%s\n' "$before") <(changes) | grep -vE \
-        '^/var/(lib/dpkg/|lib/systemd/|cache/ldconfig/|log/dpkg.log)|^/etc/ld.so.cache$' || true)"
+        '^/var/(lib/dpkg/|lib/systemd/|cache/(ldconfig|man)/|log/dpkg.log)|^/etc/ld.so.cache$' || true)"
     [ -z "$left" ] || fail "left behind: $left"
     printf 'life: installed, started, stopped, upgraded, removed, purged\n'
 }
