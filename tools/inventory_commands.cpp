@@ -4,8 +4,8 @@
 
 #include "hardware/pci_ids.h"
 #include "inventory/report.h"
-#include "tools/capture.h"
-#include "tools/captured_root.h"
+#include "tools/capture/capture.h"
+#include "tools/capture/captured_root.h"
 #include "tools/command.h"
 
 namespace tools {

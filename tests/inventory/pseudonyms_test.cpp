@@ -1,10 +1,10 @@
 // What an anonymous capture puts in the place of serial numbers, names and addresses.
-#include "tools/pseudonyms.h"
+#include "tools/capture/pseudonyms.h"
 
 #include <gtest/gtest.h>
 
 #include "hardware/scsi_inquiry.h"
-#include "tools/capture_anonymous.h"
+#include "tools/capture/anonymous.h"
 
 namespace {
 

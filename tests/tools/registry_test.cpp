@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "os/registry_node.h"
-#include "tools/registry_check.h"
-#include "tools/registry_json.h"
-#include "tools/registry_value.h"
+#include "tools/registry/check.h"
+#include "tools/registry/json.h"
+#include "tools/registry/value.h"
 
 namespace {
 

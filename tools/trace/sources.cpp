@@ -1,4 +1,4 @@
-#include "tools/trace_sources.h"
+#include "tools/trace/sources.h"
 
 #include <sys/stat.h>
 

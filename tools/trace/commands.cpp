@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "tools/command.h"
-#include "tools/trace_report.h"
-#include "tools/trace_show.h"
-#include "tools/trace_sources.h"
+#include "tools/trace/report.h"
+#include "tools/trace/show.h"
+#include "tools/trace/sources.h"
 
 namespace tools {
 

@@ -11,7 +11,7 @@
 #include "hardware/scsi_inquiry.h"
 #include "hardware/smbios.h"
 #include "hardware/sysfs.h"
-#include "tools/captured_tree.h"
+#include "tools/capture/captured_tree.h"
 
 namespace tools {
 

@@ -6,10 +6,10 @@
 #include "os/registry.h"
 #include "os/registry_state.h"
 #include "tools/command.h"
-#include "tools/registry_arguments.h"
-#include "tools/registry_json.h"
-#include "tools/registry_tree.h"
-#include "tools/registry_value.h"
+#include "tools/registry/arguments.h"
+#include "tools/registry/json.h"
+#include "tools/registry/tree.h"
+#include "tools/registry/value.h"
 
 namespace tools {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "os/registry_node.h"
-#include "tools/registry_tree.h"
+#include "tools/registry/tree.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/capture.h"
+#include "tools/capture/capture.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -12,8 +12,8 @@
 #include <memory>
 
 #include "base/error_text.h"
-#include "tools/capture_anonymous.h"
-#include "tools/captured_tree.h"
+#include "tools/capture/anonymous.h"
+#include "tools/capture/captured_tree.h"
 #include "tools/command.h"
 
 namespace tools {

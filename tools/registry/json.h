@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "inventory/json_text.h"
-#include "tools/registry_tree.h"
-#include "tools/registry_value.h"
+#include "tools/registry/tree.h"
+#include "tools/registry/value.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/trace_selection.h"
+#include "tools/trace/selection.h"
 
 #include <algorithm>
 #include <array>

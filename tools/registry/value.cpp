@@ -1,4 +1,4 @@
-#include "tools/registry_value.h"
+#include "tools/registry/value.h"
 
 #include <array>
 #include <charconv>

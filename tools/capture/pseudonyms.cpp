@@ -1,4 +1,4 @@
-#include "tools/pseudonyms.h"
+#include "tools/capture/pseudonyms.h"
 
 #include <sys/random.h>
 

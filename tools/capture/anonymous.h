@@ -1,7 +1,7 @@
 // Takes out of a captured tree what tells one machine from another of the same build.
 #pragma once
 
-#include "tools/captured_tree.h"
+#include "tools/capture/captured_tree.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/trace_show.h"
+#include "tools/trace/show.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -6,11 +6,11 @@
 #include "base/error_text.h"
 #include "base/text_safety.h"
 #include "tools/command.h"
-#include "tools/trace_follow.h"
-#include "tools/trace_output.h"
-#include "tools/trace_selection.h"
-#include "tools/trace_sources.h"
-#include "tools/trace_text.h"
+#include "tools/trace/follow.h"
+#include "tools/trace/output.h"
+#include "tools/trace/selection.h"
+#include "tools/trace/sources.h"
+#include "tools/trace/text.h"
 #include "trace_reader/header_settings.h"
 #include "trace_reader/merge.h"
 #include "trace_reader/time_argument.h"

@@ -1,5 +1,5 @@
 // CCapturedTree: what is copied of the device folders of /sys.
-#include "tools/captured_tree.h"
+#include "tools/capture/captured_tree.h"
 
 #include <algorithm>
 #include <cctype>

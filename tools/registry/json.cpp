@@ -1,4 +1,4 @@
-#include "tools/registry_json.h"
+#include "tools/registry/json.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/trace_text.h"
+#include "tools/trace/text.h"
 
 #include <charconv>
 

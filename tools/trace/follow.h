@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/trace_output.h"
+#include "tools/trace/output.h"
 #include "trace_reader/log_follower.h"
 #include "trace_reader/merge.h"
 #include "trace_reader/ring_follower.h"

@@ -1,4 +1,4 @@
-#include "tools/trace_report.h"
+#include "tools/trace/report.h"
 
 #include <unistd.h>
 
@@ -7,7 +7,7 @@
 
 #include "base/text_safety.h"
 #include "tools/command.h"
-#include "tools/trace_text.h"
+#include "tools/trace/text.h"
 #include "trace_reader/time_argument.h"
 #include "trace_reader/trace_check.h"
 #include "trace_reader/trace_statistics.h"

@@ -1,4 +1,4 @@
-#include "tools/trace_output.h"
+#include "tools/trace/output.h"
 
 #include <fcntl.h>
 #include <poll.h>

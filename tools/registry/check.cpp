@@ -1,6 +1,6 @@
 // Each line is read and written back by the registry itself, alone in a small tree; this file only
 // knows how lines are cut and how keys nest.
-#include "tools/registry_check.h"
+#include "tools/registry/check.h"
 
 #include <algorithm>
 #include <map>
@@ -9,7 +9,7 @@
 
 #include "base/text_safety.h"
 #include "os/registry_node.h"
-#include "tools/registry_value.h"
+#include "tools/registry/value.h"
 
 namespace tools {
 

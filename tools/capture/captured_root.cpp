@@ -1,4 +1,4 @@
-#include "tools/captured_root.h"
+#include "tools/capture/captured_root.h"
 
 #include <fcntl.h>
 #include <sched.h>

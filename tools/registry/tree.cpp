@@ -1,4 +1,4 @@
-#include "tools/registry_tree.h"
+#include "tools/registry/tree.h"
 
 #include <unistd.h>
 
@@ -11,7 +11,7 @@
 #include "os/registry_path.h"
 #include "os/registry_state.h"
 #include "tools/command.h"
-#include "tools/registry_check.h"
+#include "tools/registry/check.h"
 
 namespace tools {
 

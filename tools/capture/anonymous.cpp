@@ -1,6 +1,6 @@
 // Two passes: the fields that are known to hold such numbers, then every path, link and text in
 // which one of them stands again.
-#include "tools/capture_anonymous.h"
+#include "tools/capture/anonymous.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include "base/paths.h"
 #include "hardware/scsi_inquiry.h"
 #include "hardware/smbios_walk.h"
-#include "tools/pseudonyms.h"
+#include "tools/capture/pseudonyms.h"
 
 namespace tools {
 

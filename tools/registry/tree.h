@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "os/registry_node.h"
-#include "tools/registry_value.h"
+#include "tools/registry/value.h"
 
 namespace tools {
 

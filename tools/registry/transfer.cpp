@@ -6,11 +6,11 @@
 
 #include "base/error_text.h"
 #include "tools/command.h"
-#include "tools/registry_arguments.h"
-#include "tools/registry_check.h"
-#include "tools/registry_json.h"
-#include "tools/registry_tree.h"
-#include "tools/registry_value.h"
+#include "tools/registry/arguments.h"
+#include "tools/registry/check.h"
+#include "tools/registry/json.h"
+#include "tools/registry/tree.h"
+#include "tools/registry/value.h"
 
 namespace tools {
 

@@ -1,10 +1,10 @@
-#include "tools/trace_follow.h"
+#include "tools/trace/follow.h"
 
 #include <cerrno>
 
 #include "base/error_text.h"
 #include "tools/command.h"
-#include "tools/trace_sources.h"
+#include "tools/trace/sources.h"
 #include "trace_reader/trace_directory.h"
 
 namespace tools {
