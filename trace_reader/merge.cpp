@@ -10,7 +10,6 @@ namespace trace_reader {
 
 namespace {
 
-constexpr std::int64_t kCopyMilliseconds = 50;  // a writer that is put off in between
 constexpr std::size_t kKnownMax = 100'000;
 
 // The log file cuts a message at this length, without a note.

@@ -10,6 +10,9 @@
 
 namespace trace_reader {
 
+// How much later than the ring's entry the log file's copy may be: a writer is put off in between.
+inline constexpr std::int64_t kCopyMilliseconds = 50;
+
 // Recognises the log file's copy of an entry that the ring has too: "always" entries are written to
 // both, one right after the other. Same thread, source and text; the two headers are composed by
 // themselves, so that time and memory column may differ by as much as that takes.

@@ -332,6 +332,17 @@ traces() {
     prints 'intact$' trace check
     prints '3  zentd$' trace stat
     prints '"entries":3' trace stat --json
+    # A log file's copies are known also where the ring's last entries begin in their millisecond.
+    {
+        entry 10 '# End of header.'
+        printf '## TRACE-END ##\n'
+        printf '%1024s\n' '' | tr ' ' _
+        entry 10 '### Begin of RingBuffer. ###'
+        for text in one two three four; do entry 12 "$text"; done
+        printf '## TRACE-END ##\n'
+    } >/tmp/log.zentd_a
+    { entry 12 one; entry 12 two; } >/tmp/log.zentd
+    expect 0 "$(entry 12 three; entry 12 four)" trace --last 2 /tmp/log.zentd_a /tmp/log.zentd
     printf 'cut' >>"$folder/log.zentd"
     chmod 600 "$folder/log.zentd"
     expect 1 "$folder/log.zentd: damage at offset 168: the last line is cut

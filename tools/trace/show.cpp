@@ -105,7 +105,8 @@ TraceStyle StyleFor(const TraceShowArguments& arguments, bool isTerminal) {
     return style;
 }
 
-// Where to read a file from, if only the last entries of all are wanted.
+// Where to read a file from, if only the last entries of all are wanted: far enough back for a ring
+// to hold whatever a log file has copied of it.
 CEntryReader::Place FirstPlace(const TraceFile& file, const CTraceSelection& selection,
                                std::size_t last, std::size_t context) {
     if (last == 0) {
@@ -113,14 +114,18 @@ CEntryReader::Place FirstPlace(const TraceFile& file, const CTraceSelection& sel
     }
     std::size_t matches = 0;
     std::size_t neighbours = 0;
+    std::int64_t oldestMatch = 0;
     return trace_reader::FindPlaceBack(*file.Bytes, file.Regions, [&](const Entry& entry) {
         const bool isInRange = selection.IsInRange(entry);
+        const auto time = trace_reader::Milliseconds(entry.Header.Time);
         if (matches >= last) {
             neighbours += isInRange ? 1U : 0U;
         } else if (isInRange && selection.IsMatch(entry)) {
             ++matches;
+            oldestMatch = time.value_or(0);
         }
-        return matches >= last && neighbours >= context;
+        return matches >= last && neighbours >= context &&
+               time.value_or(0) < oldestMatch - trace_reader::kCopyMilliseconds;
     });
 }
 
