@@ -45,6 +45,11 @@ elseif(MORLA_COVERAGE)
 elseif(MORLA_SANITIZE)
     message(FATAL_ERROR "MORLA_SANITIZE must be address, thread or empty, not '${MORLA_SANITIZE}'")
 endif()
+# True where binaries hold more than the product's: its tests do not look at those then.
+set(MORLA_INSTRUMENTED OFF)
+if(MORLA_SANITIZE OR MORLA_COVERAGE)
+    set(MORLA_INSTRUMENTED ON)
+endif()
 if(sanitizer_flags)
     # Not with _FORTIFY_SOURCE: its checked calls pass the interceptors by. A target that must
     # stay free of the sanitizers' runtime sets its property MORLA_UNSANITIZED.
