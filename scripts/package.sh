@@ -24,11 +24,13 @@ grep -q "^project(morla VERSION $version " CMakeLists.txt || {
     exit 1
 }
 
-# lay_out FOLDER: the tracked files as they are now, with the folder debian/ where the tools want it.
+# lay_out FOLDER: the tracked files as they are now, but for their times and modes, which are a
+# checkout's own; with the folder debian/ where the tools want it.
 lay_out() {
     rm -rf "$1"
     mkdir -p "$1"
-    git ls-files -z --deduplicate | xargs -0 -r ls -d 2>/dev/null | tar -c -T - | tar -x -C "$1"
+    git ls-files -z --deduplicate | xargs -0 -r ls -d 2>/dev/null |
+        tar -c --mtime="@$SOURCE_DATE_EPOCH" --mode=u=rwX,go=rX -T - | tar -x -p -C "$1"
     cp -r packaging/debian "$1/debian"
 }
 
