@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "base/bounded_text.h"
@@ -29,6 +30,24 @@ bool Exists(const char* path) {
     return stat(path, &status) == 0;
 }
 
+// Whether the path still leads to the open file. An instance that ended meanwhile has removed it,
+// and another may have made its own.
+bool IsNamed(int fd, const char* path) {
+    struct stat open {};
+    struct stat named {};
+    if (fstat(fd, &open) != 0) {
+        return true;  // nothing speaks against it
+    }
+    if (stat(path, &named) != 0) {
+        return errno != ENOENT;
+    }
+    return open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+std::string OwnerText(const char* ownerName) {
+    return std::string(ownerName != nullptr ? ownerName : "") + "#" + std::to_string(getpid());
+}
+
 }  // namespace
 
 std::string_view LockDirectory(std::string_view lockFileName) {
@@ -46,8 +65,17 @@ bool CFileLock::Lock(const char* path, const char* ownerName, std::int32_t timeo
         return false;
     }
     TraceIfActive(5, "\nCFileLock           :   apply file lock using file %s...", path);
-    // The whole name is used here; m_lockFileName, which the release uses, may hold less of it.
-    const std::string lockFileName = std::string(path) + ".lock";
+    try {
+        // The whole name is used here; m_lockFileName, which the release uses, may hold less of it.
+        return LockFile(std::string(path) + ".lock", OwnerText(ownerName), timeoutMs);
+    } catch (const std::bad_alloc&) {
+        m_lastError = ENOMEM;  // met before the lock is taken
+        return false;
+    }
+}
+
+bool CFileLock::LockFile(const std::string& lockFileName, const std::string& ownerText,
+                         std::int32_t timeoutMs) {
     CopyText(m_lockFileName, lockFileName);
     TraceIfActive(3, "\nCFileLock::Lock     : LockFileName.c_str() = %s\n", lockFileName.c_str());
     const std::string directory(LockDirectory(lockFileName));
@@ -62,14 +90,17 @@ bool CFileLock::Lock(const char* path, const char* ownerName, std::int32_t timeo
     Release();
     const std::int32_t retries = timeoutMs / kRetryMs;
     TraceIfActive(3, "\nCFileLock::Lock     : nrRetries = %d\n", retries);
-    if (!IsLockable(lockFileName.c_str(), retries)) {
-        ReadOwnerInfo(lockFileName.c_str());
-        return false;
-    }
-    if (!Create(lockFileName.c_str())) {
-        return false;
-    }
-    WriteOwnerText(ownerName);
+    do {
+        Release();  // what an attempt before this one locked is no longer the lock file
+        if (!IsLockable(lockFileName.c_str(), retries)) {
+            ReadOwnerInfo(lockFileName.c_str());
+            return false;
+        }
+        if (!Create(lockFileName.c_str())) {
+            return false;
+        }
+    } while (!IsNamed(m_fd, lockFileName.c_str()));
+    WriteOwnerText(ownerText);
     return true;
 }
 
@@ -154,25 +185,31 @@ void CFileLock::ReadOwnerInfo(const char* lockFileName) {
     m_ownerInfo.assign(text, length > 0 ? static_cast<std::size_t>(length) : 0);
 }
 
+// Makes the file, or takes the one that was found to be lockable. An instance that was started at
+// the same time may have been faster since then: it has the lock, and its file stays as it is. Any
+// other failure to lock is only noted.
 bool CFileLock::Create(const char* lockFileName) {
-    const int fd = open(lockFileName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kLockFileMode);
-    if (fd < 0) {
+    CUniqueFd file(open(lockFileName, O_RDWR | O_CREAT | O_CLOEXEC, kLockFileMode));
+    if (!file.IsValid()) {
         m_lastError = static_cast<std::uint32_t>(errno);
         return false;
     }
+    const bool isLocked =
+        Flock(file.Get(), LOCK_EX | LOCK_NB) || Flock(file.Get(), LOCK_EX | LOCK_NB);
+    if (!isLocked && m_lastError == EWOULDBLOCK) {
+        TraceIfActive(3, "\nCFileLock::Lock     : Could NOT lock lockfile %s\n", lockFileName);
+        ReadOwnerInfo(lockFileName);
+        return false;
+    }
     m_isLocked = true;
-    m_fd = fd;
+    m_fd = file.Release();
     m_isOpen = true;
-    // Waits for an instance that created the file in the meantime, then makes sure of the lock.
-    Flock(fd, LOCK_EX);
-    Flock(fd, LOCK_EX | LOCK_NB);
     return true;
 }
 
 // A text that cannot be written does not cost the lock: the lock is what keeps others out.
-void CFileLock::WriteOwnerText(const char* ownerName) {
-    const std::string text =
-        std::string(ownerName != nullptr ? ownerName : "") + "#" + std::to_string(getpid());
+void CFileLock::WriteOwnerText(const std::string& text) {
+    (void)!ftruncate(m_fd, 0);
     errno = 0;
     const ssize_t written = write(m_fd, text.data(), text.size());
     m_lastError = written < 0 ? static_cast<std::uint32_t>(errno) : 0;
@@ -206,8 +243,9 @@ void CFileLock::Release() {
 CFileLock::~CFileLock() {
     const CCancellationHold hold;
     if (m_fd >= 0) {
-        Release();
+        // Under the lock: whoever locks the file behind this finds that the path names it no more.
         unlink(m_lockFileName);
+        Release();
     }
     m_isDestroyed = true;
 }

@@ -10,8 +10,9 @@
 // belongs to the open file description: a forked child that keeps the descriptor keeps the lock
 // when its parent exits without running the destructor. Used from one thread.
 //
-// The lock guards against instances that are running, not against two that start in the same
-// instant: looking at an existing file and creating one's own are separate steps.
+// Looking at an existing file and creating one's own are separate steps. Of instances that start in
+// the same instant one gets the lock: the others find the file locked, at either step. Nobody
+// waits.
 class CFileLock {
 public:
     CFileLock() = default;
@@ -35,12 +36,14 @@ public:
 private:
     static constexpr std::size_t kLockFileNameSize = 260;  // with the terminator
 
+    bool LockFile(const std::string& lockFileName, const std::string& ownerText,
+                  std::int32_t timeoutMs);
     bool MakeDirectory(std::string_view directory);
     bool IsLockable(const char* lockFileName, std::int32_t retries);
     bool TryLock(int fd, const char* lockFileName, std::int32_t retries);
     void ReadOwnerInfo(const char* lockFileName);
     bool Create(const char* lockFileName);
-    void WriteOwnerText(const char* ownerName);
+    void WriteOwnerText(const std::string& text);
     bool Flock(int fd, int operation);
     void Release();
 

@@ -1,5 +1,6 @@
 // Beside the end-to-end tests, which lock from process to process: what one process can see.
-// This program's own flock can refuse in a way that the system's does not.
+// This program's own flock can refuse in a way that the system's does not, and can let something
+// happen in the instants between a start's look at the file and its lock on it.
 #include "daemon/file_lock.h"
 
 #include <fcntl.h>
@@ -9,6 +10,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <functional>
+#include <utility>
 
 #include "base/unique_fd.h"
 #include "tests/daemon/trace_log.h"
@@ -16,7 +19,13 @@
 
 namespace {
 
-int g_SharingViolations = 0;  // that many calls from now on fail with 32
+int g_SharingViolations = 0;        // that many calls from now on fail with 32
+std::function<void()> g_Meanwhile;  // once, behind the unlocking of a file that was looked at, or
+                                    // before the locking of one that was opened for good
+
+bool IsForGood(int fd) {
+    return (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDWR;
+}
 
 }  // namespace
 
@@ -26,7 +35,16 @@ extern "C" int flock(int fd, int operation) noexcept {
         errno = 32;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_flock, fd, operation));
+    const auto flock = [&] {
+        return static_cast<int>(syscall(SYS_flock, fd, operation));
+    };
+    if (!g_Meanwhile || (operation != LOCK_UN && !IsForGood(fd))) {
+        return flock();
+    }
+    const auto meanwhile = std::exchange(g_Meanwhile, nullptr);
+    const int unlocked = operation == LOCK_UN ? flock() : 0;
+    meanwhile();
+    return operation == LOCK_UN ? unlocked : flock();
 }
 
 namespace {
@@ -121,6 +139,43 @@ TEST_F(CFileLockTest, RetriesASharingViolationWithinTheTimeOut) {
         EXPECT_EQ(TextsWith("Error Sharing Violation").size() - before, c.Attempts);
         EXPECT_EQ(lock.OwnerInfo(), c.IsLocked ? "" : "zentd#4711");
     }
+}
+
+// Two starts at once: both have found no file, or one of a dead process.
+TEST_F(CFileLockTest, LosesToAStartThatWasFaster) {
+    for (const bool isStale : {false, true}) {
+        Remove(kFile);
+        if (isStale) {
+            WriteFile(kFile, "zentd#4711");
+        }
+        CUniqueFd winner;
+        g_Meanwhile = [&] {
+            winner.Reset(open(kFile, O_RDWR | O_CLOEXEC));
+            ASSERT_EQ(flock(winner.Get(), LOCK_EX | LOCK_NB), 0);
+            WriteFile(kFile, "zentd#77");
+        };
+        {
+            CFileLock loser;
+            MakeDirectories("/tmp/locks/deep");
+            EXPECT_FALSE(loser.Lock(kPath, "zentd", 0));
+            EXPECT_EQ(loser.LastError(), static_cast<std::uint32_t>(EWOULDBLOCK));
+            EXPECT_EQ(loser.OwnerInfo(), "zentd#77");
+        }
+        EXPECT_EQ(ReadFile(kFile), "zentd#77");
+        EXPECT_FALSE(IsFree(kFile));
+    }
+}
+
+// An instance that ends removes the file between a start's opening and locking it.
+TEST_F(CFileLockTest, LocksTheFileThatThePathNames) {
+    WriteFile(kFile, "zentd#4711");
+    g_Meanwhile = [] {
+        Remove(kFile);
+    };
+    CFileLock lock;
+    ASSERT_TRUE(lock.Lock(kPath, "zentd", 0));
+    EXPECT_FALSE(IsFree(kFile));
+    EXPECT_EQ(ReadFile(kFile), "zentd#" + std::to_string(getpid()));
 }
 
 TEST_F(CFileLockTest, FailsWhereTheFileCannotBe) {
