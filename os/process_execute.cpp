@@ -17,12 +17,13 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/cancellation.h"
 #include "base/error_text.h"
+#include "base/memory_failure.h"
 #include "os/process.h"
 #include "trace/debug.h"
 
@@ -30,6 +31,7 @@ namespace {
 
 constexpr unsigned int kFirstClosed = 3;  // after standard input, output and error
 constexpr int kCannotExecute = 255;
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
 // Everything that the child needs, made by the parent.
 struct Launch {
@@ -50,18 +52,28 @@ unsigned int DescriptorLimit() {
                                   : static_cast<unsigned int>(std::min<long>(limit, INT_MAX));
 }
 
-void SplitCommand(const char* command, Launch& launch) {
-    std::istringstream words(command != nullptr ? command : "");
-    for (std::string word; words >> word;) {
-        launch.Words.push_back(word);
-    }
-    for (std::string& word : launch.Words) {
-        launch.Arguments.push_back(word.data());
-    }
-    launch.Arguments.push_back(nullptr);
-    if (!launch.Words.empty()) {
-        launch.Program = launch.Words.front().c_str();
-    }
+// False where there is no memory for it. No stream cuts the words: it would swallow that, and leave
+// a shorter command.
+bool SplitCommand(const char* command, Launch& launch) {
+    return FalseWithoutMemory([&] {
+        std::string_view rest(command != nullptr ? command : "");
+        for (;;) {
+            rest.remove_prefix(std::min(rest.find_first_not_of(kWhiteSpace), rest.size()));
+            if (rest.empty()) {
+                break;
+            }
+            launch.Words.emplace_back(rest.substr(0, rest.find_first_of(kWhiteSpace)));
+            rest.remove_prefix(launch.Words.back().size());
+        }
+        for (std::string& word : launch.Words) {
+            launch.Arguments.push_back(word.data());
+        }
+        launch.Arguments.push_back(nullptr);
+        if (!launch.Words.empty()) {
+            launch.Program = launch.Words.front().c_str();
+        }
+        return true;
+    });
 }
 
 // --- In the child: async-signal-safe calls only. ---
@@ -191,7 +203,12 @@ bool CProcess::execute_command(const char* command, unsigned int& pid, unsigned 
                                const char* directory, bool /*flag1*/, bool async,
                                bool keepDescriptors) {
     Launch launch;
-    SplitCommand(command, launch);
+    if (!SplitCommand(command, launch)) {
+        pid = kNone;
+        exitCode = kNoExitCode;
+        Debug.Print(1, "\nPROCESS             : no memory to start a program");
+        return false;
+    }
     launch.KeepDescriptors = keepDescriptors;
     launch.DescriptorLimit = DescriptorLimit();
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "base/kernel_file.h"
+#include "base/memory_failure.h"
 #include "base/paths.h"
 #include "os/proc_text.h"
 #include "os/process.h"
@@ -10,9 +11,11 @@
 namespace {
 
 bool ReadStatus(unsigned int pid, std::string& status) {
-    const std::string path =
-        std::string(paths::kProc) + "/" + std::to_string(static_cast<int>(pid)) + "/status";
-    return ReadKernelFile(path.c_str(), status) == 0;
+    return FalseWithoutMemory([&] {
+        const std::string path =
+            std::string(paths::kProc) + "/" + std::to_string(static_cast<int>(pid)) + "/status";
+        return ReadKernelFile(path.c_str(), status) == 0;
+    });
 }
 
 // In bytes; 0 when there is no such line.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/file_io.h"
+#include "base/memory_failure.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "os/proc_text.h"
@@ -76,14 +77,16 @@ bool CProcess::GetProcessName(std::string& name, unsigned int pid) {
 }
 
 bool CProcess::GetProcessPath(std::string& path, unsigned int pid) {
-    char target[kPathMax];
-    const std::string link = ProcPath(static_cast<int>(pid), "exe");
-    const ssize_t length = readlink(link.c_str(), target, sizeof target);
-    if (length < 0) {
-        return false;
-    }
-    path.assign(target, static_cast<std::size_t>(length));
-    return true;
+    return FalseWithoutMemory([&] {
+        char target[kPathMax];
+        const std::string link = ProcPath(static_cast<int>(pid), "exe");
+        const ssize_t length = readlink(link.c_str(), target, sizeof target);
+        if (length < 0) {
+            return false;
+        }
+        path.assign(target, static_cast<std::size_t>(length));
+        return true;
+    });
 }
 
 bool CProcess::GetProcessInfo(unsigned int pid, std::string& name, std::string& path) {
@@ -96,22 +99,26 @@ bool CProcess::get_proc_file(int pid, const char* file, std::string& out) {
     if (file == nullptr) {
         return false;
     }
-    const CUniqueFd fd(open(ProcPath(pid, file).c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd.IsValid()) {
-        return false;
-    }
-    out.clear();
-    ReadFirstLine(fd.Get(), out);
-    return true;
+    return FalseWithoutMemory([&] {
+        const CUniqueFd fd(open(ProcPath(pid, file).c_str(), O_RDONLY | O_CLOEXEC));
+        if (!fd.IsValid()) {
+            return false;
+        }
+        out.clear();
+        ReadFirstLine(fd.Get(), out);
+        return true;
+    });
 }
 
 bool CProcess::GetCurrentDir(std::string& dir) {
-    std::string current = get_current_directory();
-    if (current.empty()) {
-        return false;
-    }
-    dir = std::move(current);
-    return true;
+    return FalseWithoutMemory([&] {
+        std::string current = get_current_directory();
+        if (current.empty()) {
+            return false;
+        }
+        dir = std::move(current);
+        return true;
+    });
 }
 
 bool CProcess::SetCurrentDir(const char* dir) {
