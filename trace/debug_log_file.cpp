@@ -9,6 +9,26 @@
 
 #include "trace/debug.h"
 
+namespace {
+
+// Goes on where a call wrote a part, or was interrupted.
+bool WriteWhole(int file, const char* text, std::size_t length) {
+    while (length > 0) {
+        const long written = syscall(SYS_write, file, text, length);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+}  // namespace
+
 void CDebug::OpenLogFile() {
     SetTracePath(m_LogFilePath, "");
     m_LogFile.reset(std::fopen(m_LogFilePath, "w+ce"));
@@ -32,13 +52,13 @@ void CDebug::TraceToLogFile(const char* fmt, va_list args, const char* source) {
     }
 }
 
-// Writes `length` bytes as one piece and returns how many are in the file: all, or none where the
-// file system has no room. Then nothing of the entry stays behind at the end of the file, where the
-// next entry would follow half a line. The stream's buffer is passed by: it would only be a copy
-// more, and the bare call is no cancellation point, so that an entry and its count belong together.
+// Writes `length` bytes and returns how many are in the file: all, or none where the file system
+// has no room. Then nothing of the entry stays behind at the end of the file, where the next entry
+// would follow half a line. The stream's buffer is passed by: it would only be a copy more, and the
+// bare call is no cancellation point, so that an entry and its count belong together.
 std::uint32_t CDebug::WriteToLogFile(const char* text, std::size_t length) {
     const int file = fileno_unlocked(m_LogFile.get());
-    if (syscall(SYS_write, file, text, length) == static_cast<long>(length)) {
+    if (WriteWhole(file, text, length)) {
         m_LogFilePos += static_cast<std::int64_t>(length);
         return static_cast<std::uint32_t>(length);
     }
