@@ -1,19 +1,42 @@
 #include "base/directory.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <system_error>
+#include <dirent.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { (void)closedir(directory); }
+};
+
+}  // namespace
+
+// Not by the standard library's iterator: that ends the process where memory runs out.
 int ListDirectory(const std::string& path, std::vector<std::string>& names) {
     names.clear();
-    std::error_code error;
-    std::filesystem::directory_iterator entry(path, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        names.push_back(entry->path().filename().string());
+    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(path.c_str()));
+    if (directory == nullptr) {
+        return errno;
     }
-    if (error) {
+    for (;;) {
+        errno = 0;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is this call's own
+        const dirent* const entry = readdir(directory.get());
+        if (entry == nullptr) {
+            break;
+        }
+        const std::string_view name = static_cast<const char*>(entry->d_name);
+        if (name != "." && name != "..") {
+            names.emplace_back(name);
+        }
+    }
+    if (const int error = errno; error != 0) {
         names.clear();
-        return error.value();
+        return error;
     }
     std::sort(names.begin(), names.end());
     return 0;

@@ -2,9 +2,7 @@
 
 #include <unistd.h>
 
-#include <filesystem>
-#include <system_error>
-
+#include "base/directory.h"
 #include "base/paths.h"
 #include "hardware/pci_slot_map.h"
 
@@ -28,10 +26,9 @@ std::vector<pci_slots::Row> ReadSlotRows() {
 
 // Buses that the kernel has and that a CPciAddress cannot name.
 void AddFarDomains(Snapshot& snapshot) {
-    std::error_code error;
-    std::filesystem::directory_iterator entry(paths::kProcBusPci, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
+    std::vector<std::string> names;
+    (void)ListDirectory(paths::kProcBusPci, names);
+    for (const std::string& name : names) {
         const bool isFar =
             name.find(':') != std::string::npos && !CPciAddress::Parse(name + ":00.0");
         if (isFar) {

@@ -5,12 +5,11 @@
 // at (1 to 86400, default 5); Inquiry, whether drives are asked for their serial numbers (0 or 1,
 // default 1).
 #include <cstdlib>
-#include <filesystem>
 #include <set>
 #include <string>
-#include <system_error>
 #include <utility>
 
+#include "base/directory.h"
 #include "base/error_text.h"
 #include "base/paths.h"
 #include "base/text_safety.h"
@@ -31,13 +30,9 @@ constexpr unsigned long kLongestInterval = 86400;  // seconds
 
 // The names alone, without touching a device.
 std::set<std::string> ListPciDevices() {
-    std::set<std::string> names;
-    std::error_code error;
-    std::filesystem::directory_iterator entry(paths::kSysPciDevices, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        names.insert(entry->path().filename().string());
-    }
-    return names;
+    std::vector<std::string> names;
+    (void)ListDirectory(paths::kSysPciDevices, names);
+    return {names.begin(), names.end()};
 }
 
 class CInventory final : public ModuleInterface {
