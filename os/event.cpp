@@ -1,8 +1,10 @@
 // Handles and bodies of events: construction, sharing, attributes, destruction.
 #include "os/event.h"
 
+#include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <new>
 
 #include "base/cancellation.h"
 #include "base/critical_section.h"
@@ -23,10 +25,12 @@ struct CEvent::ProcessState {
     CStrMap Names;          // Data is the Body; Type is not used
 };
 
-// Never destroyed: events with static storage may outlive everything that could own it.
+// Never destroyed: events with static storage may outlive everything that could own it. And not
+// allocated: the first to ask may be a destructor.
 CEvent::ProcessState& CEvent::State() {
     // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one table per process
-    static auto& state = *new ProcessState;
+    alignas(ProcessState) static std::byte storage[sizeof(ProcessState)];
+    static auto& state = *new (static_cast<void*>(storage)) ProcessState;
     return state;
 }
 
