@@ -36,6 +36,7 @@ inline constexpr char kProcSelfStatus[] = "/proc/self/status";
 inline constexpr char kProc[] = "/proc";
 inline constexpr char kProcLocks[] = "/proc/locks";
 inline constexpr char kProcSelfExe[] = "/proc/self/exe";
+inline constexpr char kProcSelfTask[] = "/proc/self/task/";
 inline constexpr char kProcSelfUidMap[] = "/proc/self/uid_map";
 inline constexpr char kProcSelfGidMap[] = "/proc/self/gid_map";
 inline constexpr char kProcSelfSetgroups[] = "/proc/self/setgroups";

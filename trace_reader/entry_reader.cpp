@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{256} << 10U;
 constexpr std::size_t kBackBlock = std::size_t{64} << 10U;
+// No writer makes longer ones: a ring of 512 MB takes a tenth of it. What claims to be longer is
+// cut, so that a file without entries costs no more memory than this.
+constexpr std::size_t kLongestEntry = std::size_t{64} << 20U;
 constexpr std::size_t kWitness = 64;  // bytes of a header that tell it from all others: the time
 
 // The offset behind an entry that begins at `from`; npos when the text does not show its end.
@@ -45,9 +48,13 @@ std::optional<std::uint64_t> FindOffsetBack(const CTraceBytes& bytes, const Regi
         if (base == region.Begin) {
             break;
         }
-        // Without an entry: one that is longer than the block.
-        step = entries.empty() ? 2 * step : kBackBlock;
-        end = entries.empty() ? end : entries.front().Offset;
+        // Without an entry: one that is longer than the block, unless there is none at all.
+        const bool isLonger = entries.empty() && step < kLongestEntry;
+        step = isLonger ? 2 * step : kBackBlock;
+        end = isLonger ? end : base;
+        if (!entries.empty()) {
+            end = entries.front().Offset;
+        }
     }
     return std::nullopt;
 }
@@ -126,16 +133,30 @@ void CEntryReader::DropOverwritten(std::uint64_t base) {
     m_Next = entry;
 }
 
+// Lets go of what holds no entry: all but the line that may go on; of a longer one the last byte,
+// which keeps a line from seeming to begin behind it.
+void CEntryReader::SkipText() {
+    const std::size_t newline = m_Buffer.rfind('\n');
+    if (newline != std::string::npos && newline >= m_Next) {
+        m_Next = newline + 1;
+    }
+    if (m_Buffer.size() - m_Next > kBlock) {
+        m_Next = m_Buffer.size() - 1;
+    }
+}
+
 bool CEntryReader::TakeEntry() {
     do {
         const std::size_t begin = FindEntry(m_Buffer, m_Next);
         if (begin == std::string::npos) {
+            SkipText();
             continue;
         }
         m_Next = begin;
         const std::size_t end = EndOfEntry(m_Buffer, begin);
         const bool isLast = end == std::string::npos && m_Read >= m_Regions[m_Region].End;
-        if (end != std::string::npos || isLast) {
+        const bool isTooLong = m_Buffer.size() - begin > kLongestEntry;
+        if (end != std::string::npos || isLast || isTooLong) {
             TakeEntry(std::min(end, m_Buffer.size()), isLast);
             return true;
         }

@@ -72,6 +72,7 @@ public:
     [[nodiscard]] std::uint64_t LostBytes() const { return m_Lost; }
 
 private:
+    void SkipText();
     bool TakeEntry();
     void TakeEntry(std::size_t end, bool isLast);
     bool Fill();

@@ -4,10 +4,11 @@
 #include <archive_entry.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <memory>
 #include <optional>
+
+#include "trace_reader/header_settings.h"
 
 namespace trace_reader {
 
@@ -29,9 +30,8 @@ std::optional<std::size_t> RecordedSize(std::string_view text) {
     if (found == std::string_view::npos || end == std::string_view::npos) {
         return std::nullopt;
     }
-    std::size_t size = 0;
-    (void)std::from_chars(text.data() + found + kLine.size(), text.data() + end, size);
-    return std::min(size, kLimitMax);
+    const std::size_t begin = found + kLine.size();
+    return std::min<std::size_t>(RingSizeOf(text.substr(begin, end - begin)), kLimitMax);
 }
 
 }  // namespace
@@ -51,6 +51,7 @@ std::string UnpackGzip(int fd, std::string& text) {
         const std::size_t before = text.size();
         if (!limit) {
             limit = RecordedSize(text);
+            text.reserve(limit.value_or(0) + kBlock);  // once; pages count when they are written
         }
         if (before > limit.value_or(kLimitUnknown)) {
             text.resize(limit.value_or(kLimitUnknown));

@@ -1,6 +1,7 @@
 #include "trace_reader/header_settings.h"
 
 #include <array>
+#include <charconv>
 #include <optional>
 
 namespace trace_reader {
@@ -49,6 +50,12 @@ HeaderSection::Setting ParseSetting(std::string_view line) {
 }
 
 }  // namespace
+
+std::uint32_t RingSizeOf(std::string_view value) {
+    std::int32_t size = 0;
+    (void)std::from_chars(value.data(), value.data() + value.size(), size);
+    return static_cast<std::uint32_t>(size);
+}
 
 std::vector<HeaderSection> ReadHeaderSettings(const TraceFile& file) {
     std::vector<HeaderSection> sections;

@@ -1,7 +1,9 @@
 // The settings that a program records at the top of its trace, as names and values.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "trace_reader/trace_file.h"
@@ -16,6 +18,9 @@ struct HeaderSection {
     std::string Title;  // "Command Line", "Environment", "Configuration File", ...
     std::vector<Setting> Settings;
 };
+
+// What the value of "Ring Buffer Size" means: it is written as a signed number.
+[[nodiscard]] std::uint32_t RingSizeOf(std::string_view value);
 
 // Empty when the file has no log header.
 [[nodiscard]] std::vector<HeaderSection> ReadHeaderSettings(const TraceFile& file);

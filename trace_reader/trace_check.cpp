@@ -1,6 +1,5 @@
 #include "trace_reader/trace_check.h"
 
-#include <charconv>
 #include <optional>
 
 #include "trace_reader/header_settings.h"
@@ -25,25 +24,50 @@ private:
     std::vector<Finding> m_Findings;
 };
 
+// Reports runs of zero bytes, the first ones each by itself.
+class CHoles {
+public:
+    explicit CHoles(CFindings& findings) : m_Findings(findings) {}
+
+    void Add(std::uint64_t length) { m_Length += length; }
+    // The run, if there is one, ends in front of `offset`.
+    void End(std::uint64_t offset) {
+        constexpr std::uint64_t kHole = 64;
+        constexpr std::uint64_t kShownMax = 10;
+        if (m_Length >= kHole && ++m_Count <= kShownMax) {
+            m_Findings.Damage(offset - m_Length, std::to_string(m_Length) + " zero bytes");
+        }
+        if (m_Length >= kHole && m_Count == kShownMax + 1) {
+            m_Findings.Damage(offset - m_Length, "zero bytes here and at more places");
+        }
+        m_Length = 0;
+    }
+
+private:
+    CFindings& m_Findings;
+    std::uint64_t m_Length = 0;
+    std::uint64_t m_Count = 0;
+};
+
 // What a file system leaves of bytes that never reached the disk.
 void CheckHoles(const TraceFile& file, CFindings& findings) {
-    constexpr std::size_t kHole = 64;
-    const std::string zeros(kHole, '\0');
+    CHoles holes(findings);
     std::string block;
     std::uint64_t base = 0;
-    for (;;) {
+    do {
         file.Bytes->Read(base, kBlock, block);
-        std::size_t at = block.find(zeros);
-        while (at != std::string::npos) {
+        std::size_t at = 0;
+        while (at < block.size()) {
             const std::size_t end = std::min(block.find_first_not_of('\0', at), block.size());
-            findings.Damage(base + at, std::to_string(end - at) + " zero bytes");
-            at = block.find(zeros, end);
+            holes.Add(end - at);
+            if (end < block.size()) {
+                holes.End(base + end);
+            }
+            at = std::min(block.find('\0', end), block.size());
         }
-        if (block.size() < kBlock) {
-            return;
-        }
-        base += kBlock;
-    }
+        base += block.size();
+    } while (block.size() == kBlock);
+    holes.End(base);
 }
 
 // A wide mode lets others read what the modules trace.
@@ -63,9 +87,7 @@ std::optional<std::uint32_t> RecordedSize(const TraceFile& file) {
     for (const HeaderSection& section : ReadHeaderSettings(file)) {
         for (const auto& [name, value] : section.Settings) {
             if (name == "Ring Buffer Size") {
-                std::int32_t size = 0;
-                (void)std::from_chars(value.data(), value.data() + value.size(), size);
-                return static_cast<std::uint32_t>(size);  // written as a signed number
+                return RingSizeOf(value);
             }
         }
     }

@@ -322,7 +322,8 @@ traces() {
         entry 11 $'bad \xff\nline'
         entry 12 end
     } >"$folder/log.zentd"
-    expect 0 "$(cat "$folder/log.zentd")" trace
+    expect 0 "$(cat "$folder/log.zentd")" trace --raw
+    expect 0 "$(entry 11 'bad \xff')"$'\n    line' trace --grep bad
     expect 0 "$(entry 12 end)" trace show -n 1 "$folder"
     expect 0 "$(entry 10 start)" trace --until 2024-03-07T14:05:10
     expect 0 "$(entry 12 end)" trace --grep '^en' --source zentd --thread f5a7c0

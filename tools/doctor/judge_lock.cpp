@@ -38,7 +38,8 @@ const ProcessFacts* FindDaemon(const LockFacts& lock) {
     return place != lock.Holders.end() ? &*place : nullptr;
 }
 
-void JudgePid(const PidFileFacts& file, const ProcessFacts* daemon, CFindings& findings) {
+void JudgePid(const PidFileFacts& file, const LockFacts& lock, const ProcessFacts* daemon,
+              CFindings& findings) {
     const std::string remove = "rm " + file.File.Path;
     if (!file.Process) {
         findings.Warning("pid-file", file.File.Path + " holds no process number", remove);
@@ -54,6 +55,11 @@ void JudgePid(const PidFileFacts& file, const ProcessFacts* daemon, CFindings& f
                          file.File.Path + " is stale: process " +
                              std::to_string(file.Process->Pid) + " does not run",
                          "read what happened before the crash, then start the daemon again");
+    } else if (IsDaemon(*file.Process) && lock.IsHidden) {
+        findings.Warning("pid-file",
+                         file.File.Path + " names the daemon, " + Show(*file.Process) +
+                             "; whether it holds the lock is not to be seen",
+                         "run it as root");
     } else if (IsDaemon(*file.Process)) {
         findings.Error("pid-file",
                        file.File.Path + " names the daemon, " + Show(*file.Process) +
@@ -102,7 +108,7 @@ void JudgeLock(const LockFacts& lock, CFindings& findings) {
 void JudgePidFile(const PidFileFacts& file, const LockFacts& lock, CFindings& findings) {
     const ProcessFacts* const daemon = FindDaemon(lock);
     if (file.File.IsThere()) {
-        JudgePid(file, daemon, findings);
+        JudgePid(file, lock, daemon, findings);
     } else if (file.File.Error != ENOENT) {
         findings.Warning("pid-file", file.File.Path + ": " + CErrorText(file.File.Error).Get(),
                          "run it as root");

@@ -34,8 +34,8 @@ void JudgeSwitch(const SwitchFacts& library, CFindings& findings) {
         findings.Warning("switch", library.Path + " was replaced since the daemon loaded it",
                          "restart the daemon");
     } else {
-        findings.Ok("switch", library.Path + " (" + library.How +
-                                  ") is found, and fit to be the daemon's switch");
+        findings.Ok("switch",
+                    library.Path + " (" + library.How + ") is fit to be the daemon's switch");
     }
 }
 

@@ -146,8 +146,9 @@ SwitchFacts ReadSwitch(int daemonPid, const EnvironmentFacts& environment) {
     if (!facts.Path.empty()) {
         (void)ResolveTrustedPath(facts.Path, PathKind::kRegularFile, resolved, facts.Distrust);
     }
-    // Only what none but root can have changed is run here.
-    if (!resolved.empty() && facts.Distrust.empty() && !facts.IsReplaced) {
+    // Only what none but root can have changed is run here. A daemon that runs has shown already
+    // that its library is fit.
+    if (!resolved.empty() && facts.Distrust.empty() && daemonPid <= 0) {
         facts.Misfit = FindMisfit(resolved);
     }
     return facts;

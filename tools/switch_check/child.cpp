@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,8 +11,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
 
 #include "base/file_io.h"
+#include "base/kernel_file.h"
 #include "base/paths.h"
 #include "base/unique_fd.h"
 #include "tools/switch_check/finding.h"
@@ -92,6 +95,25 @@ bool Collect(int reportFd, int childFd, Clock::time_point deadline, std::string&
     }
 }
 
+// Ends what the child started and left behind, also in a session of its own: this process inherits
+// it. There are no other children here. Bounded, for what it starts while it is being ended.
+void EndOrphans() {
+    constexpr int kRounds = 100;
+    const std::string list = paths::kProcSelfTask + std::to_string(gettid()) + "/children";
+    std::string children;
+    for (int round = 0; round < kRounds; ++round) {
+        if (ReadKernelFile(list.c_str(), children) != 0 || children.empty()) {
+            return;
+        }
+        std::istringstream numbers(children);
+        for (pid_t orphan = 0; numbers >> orphan;) {
+            kill(orphan, SIGKILL);
+            while (waitpid(orphan, nullptr, 0) < 0 && errno == EINTR) {
+            }
+        }
+    }
+}
+
 }  // namespace
 
 ChildResult RunChild(std::vector<std::string> command, std::chrono::milliseconds limit) {
@@ -101,6 +123,7 @@ ChildResult RunChild(std::vector<std::string> command, std::chrono::milliseconds
         result.Error = errno;
         return result;
     }
+    (void)prctl(PR_SET_CHILD_SUBREAPER, 1);  // for EndOrphans
     const CUniqueFd reading(ends[0]);
     CUniqueFd writing(ends[1]);
     fcntl(reading.Get(), F_SETFL, O_NONBLOCK);
@@ -117,6 +140,7 @@ ChildResult RunChild(std::vector<std::string> command, std::chrono::milliseconds
     kill(child, SIGKILL);  // should it have left its group
     while (waitpid(child, &result.WaitStatus, 0) < 0 && errno == EINTR) {
     }
+    EndOrphans();
     return result;
 }
 

@@ -19,14 +19,22 @@ constexpr char kTimes[] =
     "A TIME is \"2024-03-07 14:05\", 14:05:09, \"10 min ago\", now, today, yesterday, boot (of this\n"
     "machine) or start (of the program that was traced).";
 
+// An unset variable of a script is not to show everything.
+std::string NotEmpty(const std::string& value) {
+    return value.empty() ? "must not be empty" : "";
+}
+
 void AddFiles(CLI::App* command, std::vector<std::string>& files) {
     command->add_option("FILE", files, "Ring, packed ring, log file, or a folder with them");
 }
 
 void AddSelection(CLI::App* show, TraceShowArguments& arguments) {
     show->add_option("--since", arguments.Since, "Only entries from this time on")
-        ->type_name("TIME");
-    show->add_option("--until", arguments.Until, "Only entries up to this time")->type_name("TIME");
+        ->type_name("TIME")
+        ->check(NotEmpty);
+    show->add_option("--until", arguments.Until, "Only entries up to this time")
+        ->type_name("TIME")
+        ->check(NotEmpty);
     show->add_option("--thread", arguments.Threads, "Only entries of this thread, as in [00F5A7C0]")
         ->type_name("ID")
         ->expected(1);
@@ -36,7 +44,8 @@ void AddSelection(CLI::App* show, TraceShowArguments& arguments) {
     CLI::Option* const grep =
         show->add_option("-g,--grep", arguments.Pattern,
                          "Only entries whose text matches this extended regular expression")
-            ->type_name("REGEX");
+            ->type_name("REGEX")
+            ->check(NotEmpty);
     show->add_option("--context", arguments.Context, "And N entries before and behind each")
         ->type_name("N")
         ->needs(grep)

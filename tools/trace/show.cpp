@@ -99,7 +99,6 @@ TraceStyle StyleFor(const TraceShowArguments& arguments, bool isTerminal) {
     TraceStyle style;
     style.AsJson = arguments.AsJson;
     style.IsRaw = arguments.IsRaw;
-    style.IsSafe = isTerminal;
     style.IsColoured =
         arguments.Colour == "always" || (arguments.Colour == "auto" && isTerminal && !isPlain);
     return style;
@@ -208,6 +207,11 @@ int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
     }
     PrintEntries(arguments, files, selection, style, output);
     output.Flush();
+    for (const TraceFile& file : files) {
+        if (file.Entries().Next() == nullptr) {
+            Warn(file.Path + ": no entry in it; is it a trace?");
+        }
+    }
     return output.Error() == 0 ? opened
                                : Fail(kFailure, std::string("cannot write the entries: ") +
                                                     CErrorText(output.Error()).Get());
@@ -222,7 +226,8 @@ int FollowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
     const std::vector<TraceFile> files = follower.Start();
     SelectTimes(arguments, files, selection);
     TraceShowArguments first = arguments;
-    first.Last = arguments.Last != 0 ? arguments.Last : kLastWhenFollowing;
+    const std::size_t lastByDefault = arguments.Since.empty() ? kLastWhenFollowing : 0;
+    first.Last = arguments.Last != 0 ? arguments.Last : lastByDefault;
     PrintEntries(first, files, selection, style, output);
     CContext context(arguments.Context, 0,
                      [&output](const std::string& text) { output.Write(text); });

@@ -74,7 +74,7 @@ std::string FormatTraceEntry(const Entry& entry, std::string_view file, const Tr
         return FormatJson(entry, file);
     }
     std::string bytes(entry.Bytes);
-    if (style.IsRaw || (!style.IsSafe && !style.IsColoured)) {
+    if (style.IsRaw) {
         return bytes.ends_with('\n') ? bytes : bytes + '\n';
     }
     std::string out = FormatHeader(entry, style.IsColoured);
@@ -95,8 +95,7 @@ std::string FormatTraceNote(std::string_view note, std::string_view file, const 
         SetTraceText(json, "file", file);
         return DumpLine(json);
     }
-    const std::string name = style.IsSafe ? text::EscapeControls(file) : std::string(file);
-    const std::string line = "-- " + name + ": " + std::string(note) + " --";
+    const std::string line = "-- " + text::EscapeControls(file) + ": " + std::string(note) + " --";
     return (style.IsColoured ? std::string(kYellow) + line + std::string(kPlain) : line) + "\n";
 }
 

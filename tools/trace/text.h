@@ -11,8 +11,7 @@ namespace tools {
 
 struct TraceStyle {
     bool AsJson = false;
-    bool IsRaw = false;   // as in the file, whatever reads it
-    bool IsSafe = false;  // for a terminal: control bytes escaped, further lines indented
+    bool IsRaw = false;  // as in the file; else control bytes escaped and further lines indented
     bool IsColoured = false;
 };
 
