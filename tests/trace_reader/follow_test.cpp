@@ -65,15 +65,26 @@ bool IsRightLoss(unsigned long told, unsigned long missed, unsigned long round) 
     return expected + kDotsMax > missed && missed + (rounds + 1) * kDotsMax > expected;
 }
 
+// Says what the first one is, for such a thing may not come again for days.
+void AddTorn(const Entry& entry, unsigned long told, Seen& seen) {
+    if (seen.Torn++ == 0) {
+        std::printf("behind number %lu, told %lu bytes lost, at offset %llu: %s\n", seen.Last, told,
+                    static_cast<unsigned long long>(entry.Offset),
+                    std::string(entry.Bytes.substr(0, 200)).c_str());
+    }
+}
+
 void Check(const Entry& entry, unsigned long& told, Seen& seen) {
     const std::string text(entry.Text());
     if (text.rfind("number=", 0) != 0) {
-        seen.Torn += text.rfind("### ", 0) == 0 ? 0U : 1U;
+        if (text.rfind("### ", 0) != 0) {
+            AddTorn(entry, told, seen);
+        }
         return;
     }
     const unsigned long number = std::strtoul(text.c_str() + 7, nullptr, 10);
     if (text != NumberedText(number) || number <= seen.Last) {
-        ++seen.Torn;
+        AddTorn(entry, told, seen);
         return;
     }
     ++seen.Entries;
