@@ -14,6 +14,13 @@ CCriticalSection::~CCriticalSection() {
     m_Valid = false;  // a late caller (static destruction) passes without locking
 }
 
+void CCriticalSection::SpinWhileHeld() const {
+    constexpr int kTurns = 60;  // some hundred nanoseconds to two microseconds, by processor
+    for (int i = 0; i < kTurns && m_Owner.load(std::memory_order_relaxed) != nullptr; ++i) {
+        __builtin_ia32_pause();
+    }
+}
+
 void CCriticalSection::CleanupHandlerForCritSecMutex(void* section) {
     auto* self = static_cast<CCriticalSection*>(section);
     if (!self->m_Valid) {

@@ -27,7 +27,11 @@ public:
         const void* const self = Self();
         // A thread can only ever read its own id here if it stored it itself, so the unlocked
         // read is decided without a race.
-        if (m_Owner.load(std::memory_order_relaxed) != self) {
+        const void* const owner = m_Owner.load(std::memory_order_relaxed);
+        if (owner != self) {
+            if (owner != nullptr) {
+                SpinWhileHeld();
+            }
             pthread_mutex_lock(&m_Mutex);
             m_Owner.store(self, std::memory_order_relaxed);
         }
@@ -56,6 +60,9 @@ private:
     // The calling thread, as pthread_self tells threads apart, in one instruction instead of a
     // call.
     static const void* Self() { return __builtin_thread_pointer(); }
+
+    // What is locked is mostly held for less time than a thread needs to fall asleep.
+    void SpinWhileHeld() const;
 
     pthread_mutex_t m_Mutex{};
     std::atomic<const void*> m_Owner{};  // null when free; written by the holder only
