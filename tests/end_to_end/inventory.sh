@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Drives `morlactl inventory` on a machine of files, in a private root: what it shows, what a capture
 # keeps, what an anonymous one hides.
-# usage: inventory.sh MORLACTL
+# usage: inventory.sh MORLACTL [machine]      machine: only builds it
 set -uo pipefail
 morlactl="$1"
 [ -e /run/morla-private-root ] || { echo 'only in a private root: it writes to /sys' >&2; exit 1; }
@@ -148,6 +148,7 @@ captures() {
 }
 
 build_machine
+[ "${2:-}" != machine ] || exit 0
 presentation
 wrong_use
 captures
