@@ -28,9 +28,10 @@ struct CEvent::ProcessState {
 // Never destroyed: events with static storage may outlive everything that could own it. And not
 // allocated: the first to ask may be a destructor.
 CEvent::ProcessState& CEvent::State() {
-    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): one table per process
+    // NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): one table per process
     alignas(ProcessState) static std::byte storage[sizeof(ProcessState)];
     static auto& state = *new (static_cast<void*>(storage)) ProcessState;
+    // NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
     return state;
 }
 

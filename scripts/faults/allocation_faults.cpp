@@ -21,13 +21,15 @@
 #include "base/export.h"
 #include "scripts/faults/window.h"
 
+// What the C library calls its own.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
-void* __libc_malloc(std::size_t size);                     // NOLINT(bugprone-reserved-identifier)
-void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-void* __libc_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
-void* __libc_memalign(std::size_t alignment,
-                      std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace {
 
@@ -37,11 +39,13 @@ struct Counters {
 };
 using Main = int (*)(int, char**, char**);
 
-Counters* g_Counter = nullptr;  // shared with forked children; null: nothing fails here
-Main g_Main = nullptr;
-unsigned long g_Failing = 0;
-bool g_IsLasting = false;
-std::atomic<bool> g_IsOpen{false};
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): of the process it is loaded into
+Counters* SharedCounters = nullptr;  // with forked children; null: nothing fails here
+Main ProgramMain = nullptr;
+unsigned long FailingNumber = 0;
+bool IsLasting = false;
+std::atomic<bool> IsWindowOpen{false};
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 bool IsProgram(const char* name) {
     char path[4096];
@@ -70,25 +74,25 @@ __attribute__((constructor)) void Begin() {
         return;
     }
     char* end = nullptr;
-    g_Failing = std::strtoul(failing, &end, 10);
-    g_IsLasting = *end == '+';
-    g_IsOpen = std::getenv("FAULT_WINDOW") == nullptr;
-    g_Counter = static_cast<Counters*>(map);
+    FailingNumber = std::strtoul(failing, &end, 10);
+    IsLasting = *end == '+';
+    IsWindowOpen = std::getenv("FAULT_WINDOW") == nullptr;
+    SharedCounters = static_cast<Counters*>(map);
 }
 
 int BeginMain(int argc, char** argv, char** environment) {
-    if (g_Counter != nullptr) {
-        g_Counter->AtMain = g_Counter->All + 1;
+    if (SharedCounters != nullptr) {
+        SharedCounters->AtMain = SharedCounters->All + 1;
     }
-    return g_Main(argc, argv, environment);
+    return ProgramMain(argc, argv, environment);
 }
 
 bool IsFailing() {
-    if (g_Counter == nullptr || !g_IsOpen) {
+    if (SharedCounters == nullptr || !IsWindowOpen) {
         return false;
     }
-    const unsigned long number = ++g_Counter->All;
-    const bool isFailing = number == g_Failing || (g_IsLasting && number > g_Failing);
+    const unsigned long number = ++SharedCounters->All;
+    const bool isFailing = number == FailingNumber || (IsLasting && number > FailingNumber);
     if (isFailing) {
         errno = ENOMEM;
     }
@@ -103,12 +107,12 @@ MORLA_API void* malloc(std::size_t size) {
     return IsFailing() ? nullptr : __libc_malloc(size);
 }
 
-MORLA_API void* calloc(std::size_t count, std::size_t size) {
-    return IsFailing() ? nullptr : __libc_calloc(count, size);
+MORLA_API void* calloc(std::size_t nmemb, std::size_t size) {
+    return IsFailing() ? nullptr : __libc_calloc(nmemb, size);
 }
 
-MORLA_API void* realloc(void* block, std::size_t size) {
-    return IsFailing() ? nullptr : __libc_realloc(block, size);
+MORLA_API void* realloc(void* ptr, std::size_t size) {
+    return IsFailing() ? nullptr : __libc_realloc(ptr, size);
 }
 
 MORLA_API void* memalign(std::size_t alignment, std::size_t size) {
@@ -119,24 +123,27 @@ MORLA_API void* aligned_alloc(std::size_t alignment, std::size_t size) {
     return memalign(alignment, size);
 }
 
-MORLA_API int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
+MORLA_API int posix_memalign(void** memptr, std::size_t alignment, std::size_t size) {
     void* const made = memalign(alignment, size);
     if (made == nullptr) {
         return ENOMEM;
     }
-    *block = made;
+    *memptr = made;
     return 0;
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): what the C library begins a program with
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): what the C library
+// begins a program with
 MORLA_API int __libc_start_main(Main main, int argc, char** argv, Main init, void (*fini)(),
                                 void (*loaderFini)(), void* stackEnd);
 MORLA_API int __libc_start_main(Main main, int argc, char** argv, Main init, void (*fini)(),
                                 void (*loaderFini)(), void* stackEnd) {
-    g_Main = main;
+    ProgramMain = main;
     return reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"))(
         BeginMain, argc, argv, init, fini, loaderFini, stackEnd);
 }
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 MORLA_API int prctl(int option, ...) {
     va_list list;
@@ -147,7 +154,7 @@ MORLA_API int prctl(int option, ...) {
     }
     va_end(list);
     if (option == kFaultWindow) {
-        g_IsOpen = arguments[0] != 0;
+        IsWindowOpen = arguments[0] != 0;
     }
     return static_cast<int>(
         syscall(SYS_prctl, option, arguments[0], arguments[1], arguments[2], arguments[3]));

@@ -17,13 +17,14 @@ CONFIG = Path("/etc/velmor/OskariaSuite/TraceConfig")
 # What the waiting daemon may have open, each once, and mapped.
 OPEN = [re.compile(p) for p in (
     r"/dev/null", r"pipe:\[\d+\]", r"/tmp/std\w+", r"/run/lock/zentd\.lock", r"/var/log/quorvat/log\.zentd",
-    r"/var/log/quorvat/log\.zentd_a", r"/proc/\d+/status", r"socket:\[\d+\]", r"anon_inode:\[eventfd\]", r"/run/utmp")]
+    r"/var/log/quorvat/log\.zentd_a", r"/proc/\d+/status", r"socket:\[\d+\]", r"anon_inode:\[eventfd\]", r"/run/utmp",
+    r"/proc/meminfo", r"/proc/loadavg")]  # which a module's thread may be reading just then
 LEFT_IN_LOG_FOLDER = {"log.zentd", "log.zentd_a", "log.zentd_i", "log.zentd_i.gz"}
 
 # By group: the arguments, whether there is a ring, a module, a driver's device, and systemctl.
 GROUPS = {
-    "background": {"arguments": [], "ring": True, "systemctl": True},
-    "foreground": {"arguments": ["-n", "-rescan"], "device": True},
+    "background": {"arguments": [], "ring": True, "systemctl": True, "device": True},
+    "foreground": {"arguments": ["-n", "-rescan"]},
     "modules": {"arguments": ["-n"], "ring": True, "module": True},
 }
 

@@ -212,7 +212,7 @@ def parse_arguments():
         [*FAULT_GROUPS, "kill", *moments.NAMES]) + "; none: all of them.")
     parser.add_argument("groups", nargs="*", metavar="GROUP")
     parser.add_argument("--build", default="build", help=argparse.SUPPRESS)
-    parser.add_argument("--jobs", type=int, default=6, help="private roots at a time")
+    parser.add_argument("--jobs", type=int, default=8, help="private roots at a time")
     parser.add_argument("--every", action="store_true", help="no samples: each call of every kind")
     parser.add_argument("--quick", action="store_true", help="the short selection of the ordinary tests")
     parser.add_argument("--count", type=int, help="how often the groups of moments are repeated")

@@ -1,7 +1,7 @@
 """Processes that are started, stopped and killed at any moment: what is repeated how often."""
 
 # How often in the ordinary tests, and in ./dev faults; each repetition is one start.
-_COUNTS = {"writer": (30, 1000), "starts": (2, 100), "pairs": (10, 400), "sigterm": (10, 400), "sigkill": (10, 400)}
+_COUNTS = {"writer": (30, 1000), "starts": (2, 80), "pairs": (10, 400), "sigterm": (10, 200), "sigkill": (10, 200)}
 NAMES = list(_COUNTS)
 _CASES = 8  # that work side by side
 

@@ -40,14 +40,16 @@ constexpr Scenario kScenarios[] = {
     {"process-queries", RunProcessQueries},
 };
 
-int g_Breaches = 0;
-bool g_IsLookBehindKill = false;
-std::string g_Outcome = "done";
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): of one run, which is one process
+int Breaches = 0;
+bool IsBehindKill = false;
+std::string LastOutcome = "done";
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 }  // namespace
 
 void Report(std::string_view breach) {
-    ++g_Breaches;
+    ++Breaches;
     (void)std::printf("breach: %.*s\n", static_cast<int>(breach.size()), breach.data());
 }
 
@@ -58,11 +60,11 @@ void Demand(bool isTrue, std::string_view breach) {
 }
 
 bool IsLookBehindKill() {
-    return g_IsLookBehindKill;
+    return IsBehindKill;
 }
 
 void Outcome(std::string_view word) {
-    g_Outcome = word;
+    LastOutcome = word;
 }
 
 std::set<std::string> HeldThings() {
@@ -137,16 +139,16 @@ int main(int argc, char** argv) {
     RequirePrivateRoot();
     const std::string_view name = argc > 1 ? argv[1] : "";
     if (name == "writer" && argc == 4) {
-        RunWriter(static_cast<unsigned int>(std::atoi(argv[2])),
-                  static_cast<unsigned int>(std::atoi(argv[3])));
-        return g_Breaches == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+        RunWriter(static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10)),
+                  static_cast<unsigned int>(std::strtoul(argv[3], nullptr, 10)));
+        return Breaches == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
-    g_IsLookBehindKill = argc == 3 && std::string_view(argv[2]) == "behind-kill";
+    IsBehindKill = argc == 3 && std::string_view(argv[2]) == "behind-kill";
     for (const Scenario& scenario : kScenarios) {
         if (scenario.Name == name) {
             scenario.Run();
-            (void)std::printf("outcome: %s\n", g_Outcome.c_str());
-            return g_Breaches == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+            (void)std::printf("outcome: %s\n", LastOutcome.c_str());
+            return Breaches == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
         }
     }
     for (const Scenario& scenario : kScenarios) {

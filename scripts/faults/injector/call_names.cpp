@@ -15,6 +15,7 @@ struct Call {
     int PathArgument = -1;
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): the name as a text and as a number
 #define CALL(name, ...)                              \
     Call {                                           \
 #        name, SYS_##name __VA_OPT__(, ) __VA_ARGS__ \

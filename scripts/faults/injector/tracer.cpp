@@ -38,6 +38,7 @@ pid_t ProcessOf(pid_t task) {
 std::string TextAt(pid_t task, unsigned long long address) {
     char text[256];
     iovec local{text, sizeof text};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of the other process
     iovec remote{reinterpret_cast<void*>(address), sizeof text};
     ssize_t length = process_vm_readv(task, &local, 1, &remote, 1, 0);
     if (length < 0) {  // the end of what is mapped lies within
