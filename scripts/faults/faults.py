@@ -222,7 +222,7 @@ def parse_arguments():
 
 def main():
     arguments = parse_arguments()
-    workers = Workers(arguments.build, arguments.jobs)
+    workers = Workers(arguments.build, min(arguments.jobs, 4) if arguments.quick else arguments.jobs)
     if arguments.repeat:
         return repeat(workers, *arguments.repeat)
     known = [*FAULT_GROUPS, "kill", *moments.NAMES]

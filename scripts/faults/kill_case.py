@@ -10,7 +10,7 @@ from pathlib import Path
 import daemon_case
 
 REFUSAL = "Error! Another process instance is already running!"
-LIMIT = 10  # seconds
+LIMIT = 60  # seconds; only what hangs waits for so long
 
 
 def _text_of(path):
