@@ -29,13 +29,19 @@ GROUPS = {
 }
 
 
+def clear_tmp():
+    """The checkout may lie below /tmp, too: what leads to it stays."""
+    for path in Path("/tmp").iterdir():
+        if path not in Path(__file__).resolve().parents:
+            shutil.rmtree(path) if path.is_dir() else path.unlink()
+
+
 def clear():
     for folder in ("/var/log/quorvat", "/etc/quorvat", "/etc/velmor", "/run/lock", "/run/faults", "/opt", "/dev/pci"):
         shutil.rmtree(folder, ignore_errors=True)
     for path in (PID, Path("/usr/bin/systemctl"), Path("/run/utmp")):
         path.unlink(missing_ok=True)
-    for path in Path("/tmp").iterdir():
-        shutil.rmtree(path) if path.is_dir() else path.unlink()
+    clear_tmp()
     for folder in ("/var/log/quorvat", "/etc/quorvat", "/run/lock", MODULES):
         os.makedirs(folder, exist_ok=True)
 

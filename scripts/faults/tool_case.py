@@ -27,8 +27,7 @@ def opens(calls):
 
 def prepare(group, tools):
     if group == "inventory":
-        for path in Path("/tmp").iterdir():
-            shutil.rmtree(path) if path.is_dir() else path.unlink()
+        daemon_case.clear_tmp()
         if not _machine:
             subprocess.run(["/bin/bash", tools["machine"], tools["morlactl"], "machine"], check=True)
             _machine.append(True)
