@@ -1,9 +1,7 @@
 """One run of a scenario or of a tool under a fault, in a private root, and what must hold behind it."""
 import json
 import os
-import shutil
 import subprocess
-from pathlib import Path
 
 import daemon_case
 
