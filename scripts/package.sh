@@ -41,7 +41,7 @@ build_debs() {
 }
 
 # stage COMPONENT FOLDER: installs a component as .rpm distributions lay it out, and lists it for the
-# spec file: settings are kept on an upgrade, folders of ours belong to the package.
+# recipe: settings are kept on an upgrade, folders of ours belong to the package.
 stage() {
     local component="$1" root="$2/staged/$1"
     DESTDIR="$root" cmake --install "$2/obj-x86_64-linux-gnu" --strip --component "$component"
@@ -64,7 +64,7 @@ build_rpms() {
             rpmbuild -bb --define "_topdir $1/rpm" --define "_rpmdir $(dirname "$1")" \
                 --define '_build_name_fmt %%{NAME}-%%{VERSION}-%%{RELEASE}.%%{ARCH}.rpm' \
                 --define "staged $1/staged" --define "morla_version $version" \
-                packaging/rpm/morla.spec
+                packaging/rpm/morla.recipe
     } >"$1.rpm.log" 2>&1 || { tail -n 40 "$1.rpm.log" >&2; return 1; }
 }
 
