@@ -4,10 +4,14 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 usage() {
     cat >&2 <<'TEXT'
-usage: ./dev fuzz --list           the targets, one a line
-       ./dev fuzz TARGET SECONDS   runs a target; exit status 0 when nothing was found, otherwise
-                                   the input that shows it is in build/fuzz/findings/TARGET/
-       ./dev fuzz --seeds          writes fuzz/corpus/ anew
+usage: ./dev fuzz --list             the targets, one a line
+       ./dev fuzz TARGET SECONDS [LENGTH]
+                                     runs a target with inputs of up to LENGTH bytes (4096); exit
+                                     status 0 when nothing was found, otherwise the input that shows
+                                     it is in build/fuzz/findings/TARGET/
+       ./dev fuzz --keep TARGET      writes the fewest inputs that reach all that was reached so far
+                                     to fuzz/kept/TARGET.tar.gz
+       ./dev fuzz --seeds            writes fuzz/corpus/ anew
 TEXT
     exit 64
 }
@@ -21,21 +25,47 @@ build_target() {
     cmake --build build/fuzz -j 2 --target "$1"
 }
 
+# learnt TARGET: the folder with what runs added to the corpus; at first what is kept of earlier ones.
+learnt() {
+    local folder="build/fuzz/corpus/$1" kept="fuzz/kept/$1.tar.gz"
+    if [ ! -d "$folder" ]; then
+        mkdir -p "$folder"
+        [ ! -f "$kept" ] || tar -xzf "$kept" -C "$folder"
+    fi
+    printf '%s' "$folder"
+}
+
 run_target() {
-    local target="$1" seconds="$2" status=0
-    local found="build/fuzz/findings/$target" grown="build/fuzz/corpus/$target"
-    mkdir -p "$found" "$grown"
+    local target="$1" seconds="$2" length="$3" status=0
+    local found="build/fuzz/findings/$target" grown
+    mkdir -p "$found"
     build_target "fuzz_$target"
-    # What the run adds to the corpus stays in build/; the seeds are only read.
+    grown="$(learnt "$target")"
+    # The seeds are only read.
     "build/fuzz/targets/fuzz_$target" "$grown" "fuzz/corpus/$target" \
         -dict="fuzz/$target.dict" -artifact_prefix="$found/" -max_total_time="$seconds" \
-        -max_len=4096 -timeout=10 -rss_limit_mb=1024 -print_final_stats=1 || status=$?
+        -max_len="$length" -timeout=10 -rss_limit_mb=1024 -print_final_stats=1 || status=$?
     if [ "$status" -ne 0 ]; then
         printf '%s: exit status %d; reproducer in %s/, run it with\n  build/fuzz/targets/fuzz_%s FILE\n' \
             "$target" "$status" "$found" "$target" >&2
     fi
     return "$status"
 }
+
+keep_target() {
+    local target="$1" least="build/fuzz/least/$1" grown
+    build_target "fuzz_$target"
+    grown="$(learnt "$target")"
+    rm -rf "$least"
+    mkdir -p "$least" fuzz/kept
+    "build/fuzz/targets/fuzz_$target" -merge=1 -max_len=4096 -rss_limit_mb=1024 \
+        "$least" "fuzz/corpus/$target" "$grown"
+    find "$least" -type f -printf '%P\0' | LC_ALL=C sort -z |
+        tar -c -C "$least" --null -T - --mtime=@0 --owner=0 --group=0 --numeric-owner --mode=644 |
+        gzip -9n >"fuzz/kept/$target.tar.gz"
+}
+
+known() { targets | grep -Fxq -- "$1"; }
 
 case "${1:-}" in
     --list)
@@ -47,10 +77,15 @@ case "${1:-}" in
         build_target make_seeds
         build/fuzz/targets/make_seeds fuzz/corpus
         ;;
-    *)
+    --keep)
         [ $# -eq 2 ] || usage
-        targets | grep -Fxq -- "$1" || usage
-        [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || usage
-        run_target "$1" "$2"
+        known "$2" || usage
+        keep_target "$2"
+        ;;
+    *)
+        [ $# -eq 2 ] || [ $# -eq 3 ] || usage
+        known "$1" || usage
+        [[ "$2" =~ ^[1-9][0-9]{0,5}$ && "${3:-4096}" =~ ^[1-9][0-9]{0,5}$ ]] || usage
+        run_target "$1" "$2" "${3:-4096}"
         ;;
 esac
