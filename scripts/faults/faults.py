@@ -17,6 +17,7 @@ from pathlib import Path
 
 import daemon_case
 import errors
+import load
 import moments
 import tool_case
 
@@ -186,7 +187,7 @@ class Run:
 
     def report(self, seconds):
         for group, fault, problems in self.bad:
-            print(f"\nBAD  ./dev faults --repeat {group} {fault}")
+            print(f"\nBAD  ./dev faults --repeat {group} {fault}" if group != "load" else f"\nBAD  load: {fault}")
             for problem in problems[:6]:
                 print(f"     {problem[:300]}")
         print(f"\n{len(self.bad)} bad cases, {self.missed} faults that were not met, {seconds:.0f} s")
@@ -209,13 +210,14 @@ def repeat(workers, group, fault):
 
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev faults", description="Groups: " + ", ".join(
-        [*FAULT_GROUPS, "kill", *moments.NAMES]) + "; none: all of them.")
+        [*FAULT_GROUPS, "kill", *moments.NAMES]) + "; none: all of them. And load, which runs when it is named.")
     parser.add_argument("groups", nargs="*", metavar="GROUP")
     parser.add_argument("--build", default="build", help=argparse.SUPPRESS)
     parser.add_argument("--jobs", type=int, default=8, help="private roots at a time")
     parser.add_argument("--every", action="store_true", help="no samples: each call of every kind")
     parser.add_argument("--quick", action="store_true", help="the short selection of the ordinary tests")
     parser.add_argument("--count", type=int, help="how often the groups of moments are repeated")
+    parser.add_argument("--minutes", type=float, default=10, help="of load")
     parser.add_argument("--repeat", nargs=2, metavar=("GROUP", "FAULT"), help="one case, with all that it leaves")
     return parser.parse_args()
 
@@ -228,7 +230,7 @@ def main():
     known = [*FAULT_GROUPS, "kill", *moments.NAMES]
     wanted = arguments.groups or known
     for group in wanted:
-        if group not in known:
+        if group not in [*known, "load"]:
             sys.exit(f"./dev faults: no group {group}")
     limits = {"per_kind": PER_KIND, "allocations": ALLOCATIONS, "kills": KILLS}
     if arguments.every:
@@ -243,6 +245,11 @@ def main():
     names = [g for g in wanted if g in moments.NAMES]
     if names:
         run.run_moments(names, moments.counts(arguments.quick, arguments.count))
+    if "load" in wanted:
+        bad = load.run(arguments.build, arguments.minutes, arguments.quick)
+        if bad is None:
+            return 77
+        run.bad += bad
     return run.report(time.monotonic() - begin)
 
 
