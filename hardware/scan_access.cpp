@@ -17,11 +17,14 @@ bool CScanAccess::TakeEvent(unsigned int timeoutMs, const std::atomic<bool>* giv
     if (giveUp == nullptr) {
         return m_Event.Wait(timeoutMs) == kWaitSignaled;
     }
-    for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !*giveUp; waitedMs += kLookEveryMs) {
-        const int result = m_Event.Wait(std::min(kLookEveryMs, timeoutMs - waitedMs));
+    unsigned int leftMs = timeoutMs;
+    while (leftMs > 0 && !*giveUp) {
+        const unsigned int stepMs = std::min(kLookEveryMs, leftMs);
+        const int result = m_Event.Wait(stepMs);
         if (result != kWaitTimeout) {
             return result == kWaitSignaled;
         }
+        leftMs -= timeoutMs == kWaitInfinite ? 0 : stepMs;
     }
     return false;
 }

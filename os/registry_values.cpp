@@ -240,6 +240,9 @@ int CRegistry::SetValue(const char* name, unsigned int value) {
 int CRegistry::SetValue(const char* name, const char* text) {
     // Without a text, one character that is not there: refused like any such value.
     const std::size_t size = text != nullptr ? std::strlen(text) : 1;
+    if (size > std::numeric_limits<unsigned int>::max()) {
+        return Finish(EINVAL);  // no value is that long
+    }
     return Finish(SetValue(name, reinterpret_cast<const unsigned char*>(text),
                            static_cast<unsigned int>(size), kRegSz)
                       ? 0

@@ -88,8 +88,9 @@ int CSemaphore::Wait(unsigned int timeoutMs) {
 
 bool CSemaphore::Release(long count) {
     const std::shared_ptr<Body> body = LiveBody();
-    bool isPosted = false;
-    for (long i = 0; body != nullptr && i < count; ++i) {
+    bool isPosted = body != nullptr && count > 0;
+    // A full semaphore takes none of the others either, however many they are.
+    for (long i = 0; isPosted && i < count; ++i) {
         isPosted = sem_post(&body->Semaphore) == 0;
     }
     return isPosted;

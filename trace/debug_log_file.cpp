@@ -45,9 +45,11 @@ void CDebug::TraceToLogFile(const char* fmt, va_list args, const char* source) {
     const Entry entry = Compose(fmt, args, source);
     const std::size_t kept = std::min(entry.MessageLength, trace::kMessageSize);
     const std::size_t length = CloseEntry(m_InternalDebugBuffer, entry.HeaderLength + kept);
-    m_LogFileByteCnt += WriteToLogFile(m_InternalDebugBuffer, length);
-    // Tested after the write: the file may exceed its limit by one entry.
-    if (m_LogFileByteCnt > m_LogFileMaxSize) {
+    // Tested after the write: the file may exceed its limit by one entry, the largest one, too.
+    const std::uint64_t count =
+        std::uint64_t{m_LogFileByteCnt} + WriteToLogFile(m_InternalDebugBuffer, length);
+    m_LogFileByteCnt = static_cast<std::uint32_t>(count);
+    if (count > m_LogFileMaxSize) {
         WrapLogFile();
     }
 }

@@ -23,7 +23,8 @@ bool TakeText(std::string_view& text, std::string_view expected) {
     return true;
 }
 
-bool TakeNumber(std::string_view& text, std::uint32_t& number) {
+template <typename Number>
+bool TakeNumber(std::string_view& text, Number& number) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
     return error == std::errc();
@@ -101,12 +102,14 @@ std::optional<WrapLine> ParseWrapLine(std::string_view text) {
     WrapLine line;
     line.Length = newline + 1;
     std::string_view rest = text.substr(0, newline);
+    std::int32_t cycle = 0;  // shown as a signed number
     std::uint32_t current = 0;
     std::uint32_t limit = 0;
-    const bool isWhole = TakeText(rest, kWrapText) && TakeNumber(rest, line.Cycle) &&
+    const bool isWhole = TakeText(rest, kWrapText) && TakeNumber(rest, cycle) &&
                          TakeText(rest, ", CntInitEnd=") && TakeNumber(rest, line.InitEnd) &&
                          TakeText(rest, ", CurrentByteCnt=") && TakeNumber(rest, current) &&
                          TakeText(rest, " (MaxCnt=") && TakeNumber(rest, limit) && rest == ")";
+    line.Cycle = static_cast<std::uint32_t>(cycle);
     return isWhole ? std::optional(line) : std::nullopt;
 }
 

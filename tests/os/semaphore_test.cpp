@@ -42,7 +42,7 @@ TEST(Semaphore, StartsAtTheLowerOfBothCountsAndIsNotHeldByTheMaximum) {
         EXPECT_FALSE(semaphore.Release(0) || semaphore.Release(-1));
     }
     ASSERT_TRUE(semaphore.Create(SEM_VALUE_MAX, SEM_VALUE_MAX, nullptr));
-    EXPECT_FALSE(semaphore.Release(1));
+    EXPECT_FALSE(semaphore.Release(1) || semaphore.Release(LONG_MAX));
 }
 
 TEST(Semaphore, AFiniteTimeoutTriesOnceAndFails) {
