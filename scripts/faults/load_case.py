@@ -220,6 +220,7 @@ def look_at_samples(life, is_memory_checked):
         begin, end = (sum(s[kind] for s in part) / share for part in (samples[:share], samples[-share:]))
         life.figures[f"KiB {kind} at first"] = round(begin)
         life.figures[f"KiB {kind} at last"] = round(end)
+        life.figures[f"KiB {kind} at most"] = max(s[kind] for s in samples)
         if is_memory_checked and abs(end - begin) > begin * TOLERANCE:
             life.problems.append(f"memory is not flat: {kind} {begin:.0f} KiB, then {end:.0f} KiB")
     life.figures["descriptors"] = len(samples[-1]["open"])

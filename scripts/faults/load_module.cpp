@@ -3,8 +3,10 @@
 // Settings, in the section [load] of the switch's configuration file:
 //     Threads         how many; at most 50
 //     AlwaysEveryMs   how often each thread writes an entry for the log, too
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <thread>
@@ -45,7 +47,17 @@ public:
     }
 
 private:
+    // Takes the pages of the thread's stack that its calls may come to need, so that memory which
+    // grows later is no thread's first look at a changed configuration, or first wrap.
+    static void TouchStack() {
+        std::array<volatile char, std::size_t{32} * 1024> stack;
+        for (volatile char& byte : stack) {
+            byte = 0;
+        }
+    }
+
     void Write(unsigned int thread) const {
+        TouchStack();
         constexpr unsigned int kLookAtClockEvery = 64;
         const unsigned int level = load::LevelOf(thread);
         unsigned long long number = 0;

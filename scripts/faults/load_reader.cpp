@@ -174,9 +174,11 @@ void CReading::PrintFigures() const {
     };
     print(count, "entries of the load");
     print(m_Others, "other entries");
-    print(m_Skips, "times overtaken");
-    print(last, "entries written at level 0");
-    print(always, "entries written for the log");
+    if (m_IsComplete) {
+        print(m_Skips, "times overtaken");
+        print(last, "entries written at level 0");
+        print(always, "entries written for the log");
+    }
 }
 
 // Until the signal comes, and then until there is nothing new.
