@@ -50,7 +50,7 @@ private:
     // Takes the pages of the thread's stack that its calls may come to need, so that memory which
     // grows later is no thread's first look at a changed configuration, or first wrap.
     static void TouchStack() {
-        std::array<volatile char, std::size_t{32} * 1024> stack;
+        std::array<volatile char, std::size_t{32} * 1024> stack{};
         for (volatile char& byte : stack) {
             byte = 0;
         }
