@@ -47,7 +47,8 @@ void FindWrapLine(const CTraceBytes& bytes, LogLayout& layout) {
                 layout.Wrap = line;
                 layout.WrapOffset = base + at;
             }
-            if (isOwn) {
+            // The line of a wrap during the start stands at the beginning, perhaps before another.
+            if (isOwn && line->InitEnd != 0) {
                 return;
             }
         }

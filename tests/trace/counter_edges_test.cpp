@@ -1,8 +1,10 @@
 // Counters and positions of the trace where 31 and 32 bits end.
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstdarg>
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,63 +17,68 @@
 
 namespace {
 
-// What the log was given instead of a disk.
-struct LogBytes {
-    std::uint64_t Count = 0;
-    std::string Wraps;
-};
-LogBytes* logBytes = nullptr;
+using CounterEdges = CDebugTest;
 
-}  // namespace
-
-// The log file's writes, which take four gigabytes to come to the edge.
-extern "C" long __wrap_syscall(long number, ...);
-extern "C" long __real_syscall(long number, ...);
-extern "C" long __wrap_syscall(long number, ...) {
-    va_list args;
-    va_start(args, number);
-    const long file = va_arg(args, long);
-    const char* const text = va_arg(args, const char*);
-    const auto length = va_arg(args, std::size_t);
-    va_end(args);
-    if (number != SYS_write || logBytes == nullptr) {
-        return __real_syscall(number, file, text, length);
+// The descriptor of a file that the trace has open; -1 when there is none.
+int DescriptorOf(const char* path) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (std::filesystem::read_symlink(entry.path(), error) == path) {
+            return std::atoi(entry.path().filename().c_str());
+        }
     }
-    if (std::string_view(text, length).starts_with("------ WRAP")) {
-        logBytes->Wraps.append(text, length);
-    } else {
-        logBytes->Count += length;
-    }
-    return static_cast<long>(length);
+    return -1;
 }
 
-namespace {
-
-class CounterEdges : public CDebugTest {
-protected:
-    void TearDown() override {
-        logBytes = nullptr;
-        CDebugTest::TearDown();
-    }
-};
-
+// The start-up part of the log seems to be nearly as long as the largest limit; what is in front of
+// its end is a hole.
 TEST_F(CounterEdges, LogFileWithTheLargestLimitWraps) {
-    constexpr std::uint64_t kLimit = UINT32_MAX;
-    constexpr std::uint64_t kLongestEntry = 1024 + 128 + 1;
-    SetVariable("HX_LOG_FILE_MAX_SIZE", "4294967295");
+    constexpr off_t kInitEnd = 4'294'963'200;  // a page before 32 bits end
     Configure("[zentd]\nMemoryTracesFlag=0\n");
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "1");
     CDebug& debug = Start();
+    const int log = DescriptorOf(kLogFile);
+    ASSERT_EQ(lseek(log, kInitEnd, SEEK_SET), kInitEnd);
     debug.SetApplInitDone();
-    LogBytes bytes;
-    logBytes = &bytes;
-    const std::string text(1024, 'x');
-    while (bytes.Wraps.empty() && bytes.Count < 2 * kLimit) {
-        debug.PrintAlways("%s", text.c_str());
+    debug.PrintAlways("wraps, so that the count goes on from that end");
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "4294967295");
+    debug.ReadDebugConfig("zentd");
+    for (int i = 0; i < 4; ++i) {
+        debug.PrintAlways("%01024d", i);
     }
-    EXPECT_GT(bytes.Count, kLimit);
-    EXPECT_LE(bytes.Count, kLimit + kLongestEntry);
-    EXPECT_EQ(bytes.Wraps,
-              "------ WRAP ----- Cycle=1, CntInitEnd=0, CurrentByteCnt=0 (MaxCnt=4294967295)\n");
+    debug.PrintAlways("behind the wrap");
+    std::string text(300, '\0');
+    ASSERT_EQ(pread(log, text.data(), text.size(), kInitEnd), 300);
+    EXPECT_TRUE(
+        text.starts_with("------ WRAP ----- Cycle=2, CntInitEnd=4294963200, "
+                         "CurrentByteCnt=4294963200 (MaxCnt=4294967295)\n"))
+        << text;
+    EXPECT_NE(text.find(" behind the wrap\n"), std::string::npos) << text;
+}
+
+// A log that comes to its limit during the start wraps to its beginning, and later to where the
+// start ended: of two lines that tell their own place the later one counts.
+TEST_F(CounterEdges, LogThatWrappedDuringTheStartIsReadInOrder) {
+    Configure("[zentd]\nMemoryTracesFlag=0\n");
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "5000");
+    CDebug& debug = Start();
+    for (int i = 0; i < 60; ++i) {
+        if (i == 25) {
+            debug.SetApplInitDone();
+        }
+        debug.PrintAlways("%0200d", i);
+        timespec tick{.tv_sec = 0, .tv_nsec = 1'100'000};
+        (void)nanosleep(&tick, nullptr);
+    }
+    trace_reader::TraceFile file;
+    ASSERT_EQ(trace_reader::OpenTraceFile(kLogFile, file), 0);
+    trace_reader::CEntryReader entries = file.Entries();
+    std::vector<int> numbers;
+    while (const auto* const entry = entries.Next()) {
+        numbers.push_back(std::atoi(std::string(entry->Text()).c_str()));
+    }
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    EXPECT_EQ(numbers.back(), 59);
 }
 
 TEST_F(CounterEdges, WrapLineIsReadWhateverItsNumbers) {
