@@ -215,6 +215,9 @@ class Life:
 def look_at_samples(life, is_memory_checked):
     """From the first minute to the last one, or from the first to the last third of a shorter life."""
     samples = life.samples[1:]
+    if not samples:
+        life.problems.append("it did not live long enough to be looked at")
+        return
     share = min(60, max(len(samples) // 3, 1))
     for kind in ("resident", "private"):
         begin, end = (sum(s[kind] for s in part) / share for part in (samples[:share], samples[-share:]))
@@ -263,7 +266,7 @@ class Configurations:
 def run_long(tools, seconds, is_memory_checked):
     """The log grows for the first half of the life, wherever the disk has room, and wraps in the second one."""
     threads = FEW_THREADS if seconds < 20 else THREADS
-    life = Life(tools, threads, LOG_BYTES_PER_SECOND * threads // THREADS * seconds // 2)
+    life = Life(tools, threads, LOG_BYTES_PER_SECOND * seconds // 2)
     configurations = Configurations(life, seconds)
     begin = time.monotonic()
     for tick in range(round(seconds / TICK)):
