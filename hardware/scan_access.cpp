@@ -33,7 +33,9 @@ bool CScanAccess::TakeEvent(unsigned int timeoutMs, const std::atomic<bool>* giv
 // fails to get them sets the event again, since a copy does not; the lists still keep others out.
 bool CScanAccess::Take(unsigned int timeoutMs, const std::atomic<bool>* giveUp) {
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const Clock::time_point deadline = timeoutMs == kWaitInfinite
+                                           ? Clock::time_point::max()
+                                           : Clock::now() + std::chrono::milliseconds(timeoutMs);
     if (!TakeEvent(timeoutMs, giveUp)) {
         return false;
     }
