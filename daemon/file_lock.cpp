@@ -11,6 +11,7 @@
 
 #include "base/bounded_text.h"
 #include "base/cancellation.h"
+#include "base/own_file.h"
 #include "base/unique_fd.h"
 #include "daemon/guarded_trace.h"
 
@@ -19,6 +20,9 @@ namespace {
 constexpr mode_t kDirectoryMode = 0711;
 constexpr mode_t kLockFileMode = 0644;  // filtered by the umask in force
 constexpr std::int32_t kRetryMs = 100;
+// Of instances that end while this one starts there are few; somebody who keeps moving the file
+// away must not hold up the start for ever.
+constexpr int kAttempts = 100;
 constexpr std::size_t kOwnerInfoLimit = 255;  // bytes
 
 // Deliberate: a busy lock is told by this number, not by the system's EWOULDBLOCK, so that in
@@ -90,8 +94,7 @@ bool CFileLock::LockFile(const std::string& lockFileName, const std::string& own
     Release();
     const std::int32_t retries = timeoutMs / kRetryMs;
     TraceIfActive(3, "\nCFileLock::Lock     : nrRetries = %d\n", retries);
-    do {
-        Release();  // what an attempt before this one locked is no longer the lock file
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (!IsLockable(lockFileName.c_str(), retries)) {
             ReadOwnerInfo(lockFileName.c_str());
             return false;
@@ -99,9 +102,13 @@ bool CFileLock::LockFile(const std::string& lockFileName, const std::string& own
         if (!Create(lockFileName.c_str())) {
             return false;
         }
-    } while (!IsNamed(m_fd, lockFileName.c_str()));
-    WriteOwnerText(ownerText);
-    return true;
+        if (IsNamed(m_fd, lockFileName.c_str())) {
+            WriteOwnerText(ownerText);
+            return true;
+        }
+        Release();  // what was locked is no longer the lock file
+    }
+    return false;
 }
 
 // Makes every directory on the way that is missing. Only as much of the name as fits into a lock
@@ -133,9 +140,9 @@ bool CFileLock::IsLockable(const char* lockFileName, std::int32_t retries) {
         TraceIfActive(3, "\nCFileLock::Lock     : lockfile %s does NOT exist!\n", lockFileName);
     } else {
         TraceIfActive(3, "\nCFileLock::Lock     : lockfile %s EXISTS!\n", lockFileName);
-        const CUniqueFd fd(open(lockFileName, O_RDONLY | O_CLOEXEC));
-        const int error = errno;
-        if (fd.IsValid()) {
+        CUniqueFd fd;
+        const int error = OpenOwnFile(lockFileName, O_RDONLY, 0, fd);
+        if (error == 0) {
             TraceIfActive(3, "\nCFileLock::Lock     : Successfully opened lockfile %s\n",
                           lockFileName);
             isLockable = TryLock(fd.Get(), lockFileName, retries);
@@ -176,8 +183,8 @@ bool CFileLock::TryLock(int fd, const char* lockFileName, std::int32_t retries) 
 }
 
 void CFileLock::ReadOwnerInfo(const char* lockFileName) {
-    const CUniqueFd fd(open(lockFileName, O_RDONLY | O_CLOEXEC));
-    if (!fd.IsValid()) {
+    CUniqueFd fd;
+    if (OpenOwnFile(lockFileName, O_RDONLY, 0, fd) != 0) {
         return;
     }
     char text[kOwnerInfoLimit];
@@ -189,9 +196,10 @@ void CFileLock::ReadOwnerInfo(const char* lockFileName) {
 // the same time may have been faster since then: it has the lock, and its file stays as it is. Any
 // other failure to lock is only noted.
 bool CFileLock::Create(const char* lockFileName) {
-    CUniqueFd file(open(lockFileName, O_RDWR | O_CREAT | O_CLOEXEC, kLockFileMode));
-    if (!file.IsValid()) {
-        m_lastError = static_cast<std::uint32_t>(errno);
+    CUniqueFd file;
+    const int error = OpenOwnFile(lockFileName, O_RDWR | O_CREAT, kLockFileMode, file);
+    if (error != 0) {
+        m_lastError = static_cast<std::uint32_t>(error);
         return false;
     }
     const bool isLocked =

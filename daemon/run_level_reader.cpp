@@ -1,5 +1,6 @@
 #include "daemon/run_level_reader.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <utmp.h>
 
@@ -9,8 +10,10 @@
 #include <string_view>
 #include <thread>
 
+#include "base/file_io.h"
 #include "base/file_ptr.h"
 #include "base/paths.h"
+#include "base/unique_fd.h"
 #include "daemon/daemon_tag.h"
 #include "daemon/guarded_trace.h"
 #include "os/run_level.h"
@@ -46,29 +49,30 @@ bool HasSystemctl() {
     return true;
 }
 
-CFilePtr OpenRunLevelFile() {
+CUniqueFd OpenRunLevelFile() {
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-        CFilePtr file(std::fopen(paths::kRunLevelFile, "re"));
-        if (file != nullptr) {
+        // Not blocking: a FIFO of that name must not hold up the stop. It holds no number.
+        CUniqueFd file(open(paths::kRunLevelFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+        if (file.IsValid()) {
             return file;
         }
         Debug.PrintAlways(0, "%s-MAIN: cannot open %s (try %d)\n", kTag, paths::kRunLevelFile,
                           attempt);
         std::this_thread::sleep_for(kRetryTime);
     }
-    return nullptr;
+    return {};
 }
 
 std::int32_t RunLevelFromFile() {
-    const CFilePtr file = OpenRunLevelFile();
-    if (file == nullptr) {
+    const CUniqueFd file = OpenRunLevelFile();
+    if (!file.IsValid()) {
         Debug.PrintAlways(0, "%s-MAIN: this seems to be a simple stop of %s (not OS shutdown)\n",
                           kTag, kTag);
         return kRunLevelSimpleStop;
     }
     char text[kFileLimit];
-    const std::size_t length = std::fread(text, 1, sizeof text, file.get());
-    const auto number = ParseRunLevelText({text, length});
+    const ReadResult got = ReadFully(file.Get(), text, sizeof text);
+    const auto number = ParseRunLevelText({text, got.Bytes});
     if (!number) {
         return kRunLevelUnknown;
     }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "base/file_io.h"
+#include "base/own_file.h"
 #include "os/ini_scanner.h"
 
 namespace ini {
@@ -72,7 +73,10 @@ bool ReplaceEnd(int file, std::uint64_t position, std::string_view old, std::str
 }  // namespace
 
 int OpenRegularFile(const char* path, int flags, CUniqueFd& file) {
-    file.Reset(open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kFileMode));
+    if ((flags & O_ACCMODE) != O_RDONLY) {
+        return ::OpenRegularFile(path, flags, kFileMode, file);
+    }
+    file.Reset(open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.IsValid()) {
         return errno;
     }

@@ -12,7 +12,7 @@ namespace ini {
 
 // Opens a regular file with the given open flags, close-on-exec. Returns 0 or an errno number:
 // EISDIR for a directory, EINVAL for a FIFO, a device or a socket. Never waits for a FIFO's other
-// end.
+// end. To write, a link that another user made is not followed (EACCES; see base/own_file.h).
 [[nodiscard]] int OpenRegularFile(const char* path, int flags, CUniqueFd& file);
 
 // Reads a file from its current position line by line (os/ini_scanner says what a line is), with

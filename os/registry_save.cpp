@@ -19,10 +19,20 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0600;  // until it is complete
 
+// What a killed process left there, or somebody planted, is not written to but replaced.
+CUniqueFd MakeNewFile() {
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+    CUniqueFd file(open(CRegistry::MPRegistryTemp, kFlags, kNewFileMode));
+    if (!file.IsValid() && errno == EEXIST) {
+        (void)unlink(CRegistry::MPRegistryTemp);
+        file.Reset(open(CRegistry::MPRegistryTemp, kFlags, kNewFileMode));
+    }
+    return file;
+}
+
 // Writes the whole tree to the file beside. False: there is no complete new file.
 bool WriteNewTree() {
-    CUniqueFd file(
-        open(CRegistry::MPRegistryTemp, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+    CUniqueFd file = MakeNewFile();
     if (!file.IsValid()) {
         Debug.Print(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n",
                     CRegistry::MPRegistryTemp);

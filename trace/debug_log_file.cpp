@@ -1,4 +1,5 @@
 // The log file: one write per entry, and a wrap back to the end of the start-up part.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <syslog.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/own_file.h"
 #include "trace/debug.h"
 
 namespace {
@@ -31,7 +33,15 @@ bool WriteWhole(int file, const char* text, std::size_t length) {
 
 void CDebug::OpenLogFile() {
     SetTracePath(m_LogFilePath, "");
-    m_LogFile.reset(std::fopen(m_LogFilePath, "w+ce"));
+    constexpr mode_t kMode = 0666;  // filtered by the umask in force
+    CUniqueFd file;
+    m_LogFile.reset();
+    if (OpenOwnFile(m_LogFilePath, O_RDWR | O_CREAT | O_TRUNC, kMode, file) == 0) {
+        m_LogFile.reset(fdopen(file.Get(), "w+"));
+    }
+    if (m_LogFile != nullptr) {
+        (void)file.Release();  // the stream's now
+    }
     m_LogFilePos = 0;
     if (m_LogFile == nullptr) {
         syslog(LOG_ERR, "ERROR: Error during opening %s --> proceed without it\n", m_LogFilePath);

@@ -28,6 +28,7 @@
 
 #include "base/cancellation.h"
 #include "base/error_text.h"
+#include "base/own_file.h"
 #include "trace/debug.h"
 #include "trace/entry_formatter.h"
 
@@ -64,11 +65,11 @@ bool CDebug::InitRingBuffer(const char* path, std::size_t size) {
     m_RingBufferPos = 0;
     m_RingBufferRestartPos = 0;
     m_RingBufferCycle = 0;
-    m_RingBufferFd.Reset(open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kRingFileMode));
-    if (!m_RingBufferFd.IsValid()) {
-        const int error = errno;
-        PrintToLogFile("\n### InitRingBuffer(): open of %s failed (errno=%d; %s) ###", path, error,
-                       CErrorText(error).Get());
+    const int refusal =
+        OpenOwnFile(path, O_RDWR | O_CREAT | O_TRUNC, kRingFileMode, m_RingBufferFd);
+    if (refusal != 0) {
+        PrintToLogFile("\n### InitRingBuffer(): open of %s failed (errno=%d; %s) ###", path,
+                       refusal, CErrorText(refusal).Get());
         return false;
     }
     if (!PrefillRingBuffer(size)) {

@@ -33,8 +33,8 @@ int OpenFolder(CUniqueFd& folder) {
 
 int WriteNew(int folder, const std::string& text) {
     constexpr mode_t kMode = 0600;
-    const CUniqueFd file(
-        openat(folder, kNew, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kMode));
+    (void)unlinkat(folder, kNew, 0);  // what an ended process left there, or somebody planted
+    const CUniqueFd file(openat(folder, kNew, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
     if (!file.IsValid()) {
         return errno;
     }

@@ -34,6 +34,8 @@ _RULES = [
      [_exit_code(1), _says("log", r"FATAL ERROR! Server Control SWITCH could not be loaded!")]),
     ("openat", lambda c: c["text"].endswith("/log.zentd"),
      [_exit_code(0), _says("syslog", r"ERROR: Error during opening /var/log/quorvat/log.zentd --> proceed without it")]),
+    ("fcntl", lambda c: c["text"].endswith("/log.zentd"),
+     [_exit_code(0), _says("syslog", r"ERROR: Error during opening /var/log/quorvat/log.zentd --> proceed without it")]),
     ("openat", lambda c: RING.search(c["text"]),
      [_exit_code(0), _says("log", r"### InitRingBuffer\(\): open of \S+ failed \(errno=\d+; .+\) ###")]),
     ("write", lambda c: RING.search(c["text"]),

@@ -59,10 +59,10 @@ std::string TargetOf(pid_t task, unsigned long long descriptor) {
 }
 
 bool TakesDescriptor(long call) {
-    constexpr long kCalls[] = {SYS_read,   SYS_write,     SYS_pread64,    SYS_pwrite64,
-                               SYS_close,  SYS_fstat,     SYS_flock,      SYS_fsync,
-                               SYS_fchmod, SYS_ftruncate, SYS_lseek,      SYS_ioctl,
-                               SYS_sendto, SYS_connect,   SYS_getdents64, SYS_fstatfs};
+    constexpr long kCalls[] = {SYS_read,    SYS_write, SYS_pread64, SYS_pwrite64, SYS_close,
+                               SYS_fstat,   SYS_flock, SYS_fsync,   SYS_fchmod,   SYS_ftruncate,
+                               SYS_lseek,   SYS_ioctl, SYS_sendto,  SYS_connect,  SYS_getdents64,
+                               SYS_fstatfs, SYS_fcntl};
     return std::ranges::find(kCalls, call) != std::end(kCalls);
 }
 
