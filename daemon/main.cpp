@@ -4,10 +4,12 @@
 #include "base/paths.h"
 #include "daemon/command_line.h"
 #include "daemon/daemon_tag.h"
+#include "daemon/distrust.h"
 #include "daemon/driver_probe.h"
 #include "daemon/file_lock.h"
 #include "daemon/modules.h"
 #include "daemon/pid_file.h"
+#include "daemon/search_path.h"
 #include "daemon/signal_loop.h"
 #include "daemon/start_up.h"
 #include "daemon/switch_api.h"
@@ -33,8 +35,10 @@ int main(int argc, char** argv) {
     Debug.SetMainParams(argc, argv);
     const _ExtensionModuleLoaderConfig config = ParseCommandLine(arguments);
     LeaveStartersEnvironment();
+    LeaveOpenSearchFolders();
     SetUpSignals();
     PrintBanner();
+    WarnOfConfigurationWriters();
     OpenSystemLog();
     if (config.RunMode == RUN_MODE_AGENT) {
         DiscoverSmbusDriverInfo();

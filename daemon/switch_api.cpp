@@ -2,16 +2,27 @@
 
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <link.h>
 
 #include <cerrno>
 
 #include "base/cancellation.h"
+#include "daemon/distrust.h"
 #include "daemon/guarded_trace.h"
 
 namespace {
 
 constexpr char kLibraryName[] = "libswitch.so";  // found through the ordinary search path
 constexpr std::uint32_t kSelectSwitchObject = 0;
+
+// Whoever can write the library runs in the daemon. By name alone the loader does not tell which
+// file it will take, so this comes when it is loaded, and cannot refuse it.
+void WarnOfLibraryWriters(void* library) {
+    link_map* map = nullptr;
+    if (dlinfo(library, RTLD_DI_LINKMAP, &map) == 0) {
+        WarnOfWriters("switch library", map->l_name, PathKind::kRegularFile);
+    }
+}
 
 }  // namespace
 
@@ -29,6 +40,7 @@ bool CSwitchApi::LoadSwitch() {
             nLastError = error;
             return pInterface != nullptr;
         }
+        WarnOfLibraryWriters(hLibrary);
     }
     // A symbol that is missing leaves its pointer null and is not reported.
     pfnAddRef = reinterpret_cast<SW_AddRef_Function>(dlsym(hLibrary, MORLA_SWITCH_ADD_REF));

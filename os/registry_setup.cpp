@@ -1,13 +1,29 @@
 // Reading the tree at the first use, and the predefined keys.
+#include <cerrno>
 #include <exception>
+#include <string>
 
 #include "base/cancellation.h"
+#include "base/memory_failure.h"
+#include "base/trusted_path.h"
 #include "os/registry.h"
 #include "os/registry_file.h"
 #include "os/registry_state.h"
 #include "trace/debug.h"
 
 namespace {
+
+// The file is used all the same: the tree has no other place.
+void WarnOfWriters(const char* path) {
+    (void)FalseWithoutMemory([&] {
+        std::string resolved;
+        std::string problem;
+        if (ResolveTrustedPath(path, PathKind::kRegularFile, resolved, problem) == EPERM) {
+            Debug.Print(1, "CRegistry: WARNING: %s\n", problem.c_str());
+        }
+        return true;
+    });
+}
 
 // Reads the tree file or, when that cannot be read, its backup, and after that the defaults.
 void ReadFirstTree(CRegistryNode& root) {
@@ -103,6 +119,7 @@ bool CRegistry::ReadTree(const char* path, CRegistryNode& node) {
         return false;
     case RegistryFileState::NotRead: break;
     case RegistryFileState::Read:
+        WarnOfWriters(path);
         if (node.restoreNode(text)) {
             return true;
         }

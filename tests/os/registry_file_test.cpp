@@ -27,8 +27,11 @@ TEST_F(RegistryFile, FallsBackToBackupAndDefaults) {
         bool HasBackup, HasDefaults;
         unsigned int Value;  // 0: none
         const char* Traces;
+        mode_t Mode = 0644;
     } kCases[] = {
         {"[HKEY_LOCAL_MACHINE]\nv=d=1\n\n\n", true, true, 1, ""},
+        {"[HKEY_LOCAL_MACHINE]\nv=d=1\n\n\n", true, true, 1,
+         "CRegistry: WARNING: /etc/quorvat/registry: can be written by group or others\n", 0646},
         {"", true, true, 2,
          R"(CRegistry: WARNING: The length of "/etc/quorvat/registry" is not sufficient
 CRegistry: WARNING: Could not restore tree from "/etc/quorvat/registry", trying backup
@@ -57,6 +60,7 @@ CRegistry::InitClass() : re-initialize the registry-tree
         for (const auto& [file, text] : files) {
             if (file != nullptr) {
                 WriteFile(file, text);
+                chmod(file, each.Mode);
             }
         }
         InFreshProcess([&] {
@@ -185,7 +189,7 @@ TEST_F(RegistryFile, IsNotSavedAgainAfterAFailedOpenNorReplacedByATornOne) {
 CRegistry::SaveTree MPRegistryTemp[/etc/quorvat/registry.new] 	 MPRegistry[/etc/quorvat/registry]
 )");
     });
-    ASSERT_EQ(mount("tmpfs", "/etc/quorvat", "tmpfs", 0, "size=64k"), 0);
+    ASSERT_EQ(mount("tmpfs", "/etc/quorvat", "tmpfs", 0, "size=64k,mode=755"), 0);
     const std::string good = MachineTree("v=s=good\n");
     WriteFile(kFile, good);
     InFreshProcess([&] {

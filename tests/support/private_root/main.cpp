@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -113,6 +114,7 @@ pid_t Fork() {
 }
 
 [[noreturn]] void RunCommand(char** command, const sigset_t& mask) {
+    umask(022);  // whatever the caller has: a file that its group can write is told of
     (void)sigprocmask(SIG_SETMASK, &mask, nullptr);
     (void)execvp(command[0], command);
     const int error = errno;
