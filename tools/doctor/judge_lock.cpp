@@ -95,7 +95,7 @@ void JudgeLock(const LockFacts& lock, CFindings& findings) {
     } else if (lock.File.Uid != 0) {
         findings.Error("lock",
                        lock.File.Path + " belongs to user " + std::to_string(lock.File.Uid) +
-                           "; the kernel may forbid root to take it over",
+                           "; the daemon does not take it over",
                        "rm " + lock.File.Path);
     } else {
         findings.Warning("lock",

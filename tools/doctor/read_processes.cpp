@@ -56,6 +56,16 @@ bool HoldsLock(int pid, const struct stat& file, std::string_view name, int& err
     return false;
 }
 
+// Somebody's link is what the daemon refuses, wherever it leads.
+void LookAtLink(PathFacts& file) {
+    struct stat status {};
+    if (lstat(file.Path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && status.st_uid != 0) {
+        file.Error = 0;
+        file.Mode = status.st_mode;
+        file.Uid = status.st_uid;
+    }
+}
+
 void FindHolders(const struct stat& file, LockFacts& lock) {
     std::vector<std::string> names;
     (void)ListDirectory(paths::kProc, names);
@@ -106,8 +116,10 @@ ProcessFacts ReadProcess(int pid) {
 
 void ReadLock(LockFacts& lock, std::vector<std::string>& unseen) {
     lock.File = ReadPath(std::string(paths::kInstanceLock) + ".lock");
+    LookAtLink(lock.File);
     struct stat status {};
-    if (!lock.File.IsThere() || stat(lock.File.Path.c_str(), &status) != 0) {
+    if (!lock.File.IsThere() || !S_ISREG(lock.File.Mode) ||
+        stat(lock.File.Path.c_str(), &status) != 0) {
         return;
     }
     (void)ReadKernelFile(lock.File.Path.c_str(), lock.Text, kTextLimit);
