@@ -126,12 +126,13 @@ int CHostileTest::Run(const std::string& command) {
 }
 
 pid_t CHostileTest::StartForeground(const std::function<void()>& prepare) {
-    return Spawn({"-n"}, [&] {
-        alarm(kHangSeconds);
-        if (prepare) {
-            prepare();
-        }
-    });
+    const pid_t daemon = Spawn({"-n"}, prepare);
+    if (fork() == 0) {  // ended with the test
+        sleep(kHangSeconds);
+        kill(daemon, SIGKILL);
+        _exit(0);
+    }
+    return daemon;
 }
 
 void CHostileTest::Kill(pid_t pid) {

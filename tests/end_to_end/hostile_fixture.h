@@ -51,7 +51,7 @@ protected:
     static void ExpectNothingFollowed(const std::string& path);
     // Runs a program with the words of `command` as root; exit code, -14 when it hung.
     int Run(const std::string& command);
-    // Starts in the foreground; ends by itself when the start hangs.
+    // Starts in the foreground; killed after some seconds, when it hangs or should not run.
     pid_t StartForeground(const std::function<void()>& prepare = {});
     void Kill(pid_t pid);
 };

@@ -65,7 +65,7 @@ TEST_F(CHostileTest, PlantedLogRingAndPidFileAreRefusedAndTheDaemonRuns) {
         for (const char* path : {kLogFile, kInitRing, kPidFile}) {
             ExpectNothingFollowed(path);
         }
-        EXPECT_EQ(syslog.Lines().size(), ++messages) << Name(plant);
+        ASSERT_EQ(syslog.Lines().size(), ++messages) << Name(plant);
         EXPECT_TRUE(Contains(syslog.Lines().back(), "ERROR: Error during opening"));
     }
     chmod("/run", 0755);
