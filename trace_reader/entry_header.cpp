@@ -47,6 +47,10 @@ std::string_view TakeMemory(std::string_view& text) {
 
 }  // namespace
 
+bool IsOfTime(char c, std::size_t place) {
+    return c == kTimeLetters[place] || (kTimeLetters[place] >= 'a' && IsDigit(c));
+}
+
 std::optional<EntryHeader> ParseEntryHeader(std::string_view text) {
     constexpr std::size_t kThreadBegin = kTimeLength + 2;
     constexpr std::size_t kThreadLength = 8;

@@ -27,6 +27,9 @@ struct EntryHeader {
     return !time.empty() && time.front() != 'y';
 }
 
+// Whether the time of an entry may have such a byte at that place, below kTimeLength.
+[[nodiscard]] bool IsOfTime(char c, std::size_t place);
+
 // Whether the text begins with a line that fills a ring before entries are written.
 [[nodiscard]] bool IsPrefillLine(std::string_view text);
 

@@ -6,9 +6,11 @@
 // 1. An entry comes into being behind the end marker of the entry before: from the seventeenth byte
 //    of the header to the new end marker, and only then do the first sixteen bytes replace the old
 //    marker. So for a moment two markers stand, and the first of them counts.
-// 2. Those sixteen bytes may be seen half replaced. So for a moment neither marker stands.
+// 2. Those sixteen bytes may be seen half replaced. So for a moment neither marker stands, or only
+//    the second one, behind an entry that is not whole yet.
 // 3. A wrap fills the rest with dots, writes the log header anew, and copies the entry to the
-//    restart position. Meanwhile no marker stands behind the begin entry.
+//    restart position. Meanwhile no marker stands behind the begin entry. The first bytes of that
+//    entry replace older ones, and no marker.
 // 4. Within a round, entries follow each other upwards. A writer that comes round again goes
 //    through the header of an entry before it reaches anything behind that header.
 //
@@ -25,15 +27,17 @@
 //   at once, and a long entry that is just being copied reaches a tenth of the ring ahead.
 //
 // A text may hold an end marker. The true one is followed by an older entry, or by none. When a
-// clock was set back, none may look true; then one that was there at the look before is taken.
+// clock was set back, none may look true; then one that was there at the look before is taken. One
+// that is gone when what follows it is read was the true one: the search goes on from there.
 //
 // How much was lost is known up to whole rounds, of which nothing is left to count.
 //
 // The begin entry of a ring is never overwritten. A file that is emptied and written anew at the
-// next start of the program therefore shows by its begin entry. tests/trace_reader has a writer at
-// full speed: in a minute it wrote 5,306,000 numbered entries into a ring of 1 MiB; a reader
-// without pauses saw 1,949,145 of them and one that looked ten times a second 62,702, none torn,
-// and no number was left out without a word.
+// next start of the program therefore shows by its begin entry. tests/trace_reader has a model of
+// the writer that goes on between any two bytes of a read, by a seed, and a writer at full speed:
+// in a minute it wrote 5,306,000 numbered entries into a ring of 1 MiB; a reader without pauses saw
+// 1,949,145 of them and one that looked ten times a second 62,702, none torn, and no number was
+// left out without a word.
 #include "trace_reader/ring_follower.h"
 
 #include <utility>
@@ -67,6 +71,17 @@ std::string CRingFollower::ReadHeaderLine() const {
     return WitnessAt(0).Bytes;
 }
 
+// A round's first entry replaces another one and no marker, so that its first bytes are not missed
+// while they are still those of the older one, which tell an earlier minute. It is not older than
+// the header, which was written right before it. Once another entry follows, it is whole anyway.
+bool CRingFollower::IsRoundBegun(const std::string& headerLine, std::uint64_t restart,
+                                 std::uint64_t end) const {
+    std::string first;
+    m_Bytes.Read(restart, kEndMarker.size(), first);
+    return first >= headerLine.substr(0, kEndMarker.size()) ||
+           FindEntryAt(m_Bytes, restart + kEndMarker.size(), end).has_value();
+}
+
 // False when there is no ring yet, or no entry in it, or when the writer wraps it just now.
 bool CRingFollower::Start(RingLayout* used) {
     const auto begin = FindRingBegin(m_Bytes);
@@ -75,7 +90,8 @@ bool CRingFollower::Start(RingLayout* used) {
     }
     const std::string headerLine = ReadHeaderLine();
     const RingLayout layout = FindRingLayout(m_Bytes);
-    if (layout.By != RingLayout::EndedBy::kMarker || layout.End <= begin->Restart) {
+    if (layout.By != RingLayout::EndedBy::kMarker || layout.End <= begin->Restart ||
+        !IsRoundBegun(headerLine, begin->Restart, layout.End)) {
         return false;
     }
     Witness last = WitnessAt(begin->Restart);
@@ -148,6 +164,9 @@ bool CRingFollower::FindEndOfRound(const std::string& headerLine) {
         }
     }
     if (m_HeaderLine.empty()) {
+        if (!IsRoundBegun(headerLine, m_Begin.Restart, end)) {
+            return false;
+        }
         // The header was complete before the round's first marker; it must be that round's still.
         if (headerLine != ReadHeaderLine()) {
             return false;
@@ -213,7 +232,8 @@ CRingFollower::Result CRingFollower::Take(const Receiver& receive) {
 CRingFollower::Result CRingFollower::Resume() {
     const std::string headerLine = ReadHeaderLine();
     const RingLayout layout = FindRingLayout(m_Bytes);
-    if (layout.By != RingLayout::EndedBy::kMarker || headerLine != ReadHeaderLine()) {
+    if (layout.By != RingLayout::EndedBy::kMarker ||
+        !IsRoundBegun(headerLine, m_Begin.Restart, layout.End) || headerLine != ReadHeaderLine()) {
         return Result::kNothing;
     }
     const std::uint64_t lead = layout.End + layout.Size / kLeadShare;

@@ -48,6 +48,8 @@ private:
     [[nodiscard]] Witness WitnessAt(std::uint64_t offset) const;
     [[nodiscard]] static Witness MakeWitness(const Entry& entry);
     [[nodiscard]] std::string ReadHeaderLine() const;
+    [[nodiscard]] bool IsRoundBegun(const std::string& headerLine, std::uint64_t restart,
+                                    std::uint64_t end) const;
     [[nodiscard]] bool FindSafeEnd();
     [[nodiscard]] bool FindEndOfRound(const std::string& headerLine);
     [[nodiscard]] Result Take(const Receiver& receive);

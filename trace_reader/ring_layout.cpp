@@ -22,28 +22,35 @@ std::uint64_t LongestReach(const CTraceBytes& bytes, std::uint64_t offset) {
     return offset + bytes.Size() / kEntryShare + 2 * trace::kPrefillLineSize;
 }
 
-// The time of the last entry that begins in a text; empty when none does.
-std::string LastTime(std::string_view text) {
+// The last entry that begins in a text, by its offset there.
+std::optional<FoundEntry> LastEntry(std::string_view text) {
     std::size_t lineEnd = text.size();
     while (lineEnd > 0) {
         const std::size_t newline =
             lineEnd < 2 ? std::string_view::npos : text.rfind('\n', lineEnd - 2);
         const std::size_t begin = newline == std::string_view::npos ? 0 : newline + 1;
         if (const auto header = ParseEntryHeader(text.substr(begin))) {
-            return std::string(header->Time);
+            return FoundEntry{begin, std::string(header->Time), false};
         }
         lineEnd = begin;
     }
-    return {};
+    return std::nullopt;
 }
 
-// An entry behind a marker that is not older than the one before it was written after that one:
-// then the marker is text.
-bool IsEnd(const CTraceBytes& bytes, std::uint64_t marker, const std::string& lastTime) {
-    const std::uint64_t behind = marker + kEndMarker.size();
+// What follows a marker. An entry behind it that is not older than the one before it was written
+// after that one: then the marker is text, or was the end when it was read.
+FoundMarker JudgeMarker(const CTraceBytes& bytes, std::uint64_t offset, std::string_view lastTime) {
+    const std::uint64_t behind = offset + kEndMarker.size();
     const auto next =
         FindEntryAt(bytes, behind, std::min(bytes.Size(), LongestReach(bytes, behind)));
-    return !next || next->IsPrefill || lastTime.empty() || next->Time < lastTime;
+    const bool isUnused = !next || next->IsPrefill;
+    return {offset, isUnused || lastTime.empty() || next->Time < lastTime, !isUnused};
+}
+
+bool IsMarkerAt(const CTraceBytes& bytes, std::uint64_t offset) {
+    std::string now;
+    bytes.Read(offset, kEndMarker.size(), now);
+    return now == kEndMarker;
 }
 
 // The end marker by halving; nothing when the times do not lead to one.
@@ -66,6 +73,71 @@ std::optional<FoundMarker> FindEndByTime(const CTraceBytes& bytes, std::uint64_t
     }
     const auto marker = FindEndMarker(bytes, low, std::min(size, LongestReach(bytes, high)), {});
     return marker && marker->IsSure ? marker : std::nullopt;
+}
+
+// Whether a line begins with an end marker that an entry's first bytes replace just now.
+bool IsHalfReplaced(std::string_view line) {
+    std::size_t ofMarker = 0;
+    for (std::size_t i = 0; i < kEndMarker.size(); ++i) {
+        if (i < line.size() && line[i] == kEndMarker[i]) {
+            ++ofMarker;
+        } else if (i >= line.size() || !IsOfTime(line[i], i)) {
+            return false;
+        }
+    }
+    return ofMarker != 0 && ofMarker != kEndMarker.size();
+}
+
+// A part of a file in which an end marker is searched, from the begin of a line to `To`.
+struct MarkerSearch {
+    std::string_view Text;
+    std::uint64_t Base = 0;  // of the text
+    std::uint64_t From = 0;
+    std::uint64_t To = 0;
+};
+
+// The end is not behind an entry whose first bytes are still to come: where those will stand, else
+// `end`. They follow the entry `last`, or the place where the search began.
+std::uint64_t EndBeforeHalfEntry(const CTraceBytes& bytes, std::uint64_t last, std::uint64_t end) {
+    std::string text;
+    bytes.Read(last, end - last, text);
+    for (std::size_t at = 0; at < text.size(); at = NextLine(text, at)) {
+        if (IsHalfReplaced(std::string_view(text).substr(at))) {
+            return last + at;
+        }
+    }
+    return end;
+}
+
+// The first sure marker, or the first one that has vanished since, else the last one. `last`
+// becomes the last entry before it, or of the text.
+std::optional<FoundMarker> FindMarkerIn(const CTraceBytes& bytes, const MarkerSearch& search,
+                                        FoundEntry& last) {
+    const auto [text, base, from, to] = search;
+    const auto learn = [&last, start = base](std::string_view before) {
+        if (auto entry = LastEntry(before)) {
+            entry->Offset += start;
+            last = std::move(*entry);
+        }
+    };
+    std::optional<FoundMarker> marker;
+    for (std::size_t at = text.find(kEndMarker); at != std::string_view::npos;
+         at = text.find(kEndMarker, at + 1)) {
+        if (base + at >= to || (base + at != from && (at == 0 || text[at - 1] != '\n'))) {
+            continue;
+        }
+        learn(text.substr(0, at));
+        marker = JudgeMarker(bytes, base + at, last.Time);
+        if (marker->IsSure) {
+            marker->Offset = EndBeforeHalfEntry(bytes, last.Offset, marker->Offset);
+            return marker;
+        }
+        if (!IsMarkerAt(bytes, base + at)) {
+            return marker;
+        }
+    }
+    learn(text);
+    return marker;
 }
 
 // Without a marker: behind the last entry before one that is older.
@@ -153,28 +225,25 @@ std::optional<FoundEntry> FindEntryAt(const CTraceBytes& bytes, std::uint64_t of
 std::optional<FoundMarker> FindEndMarker(const CTraceBytes& bytes, std::uint64_t from,
                                          std::uint64_t to, std::string lastTime) {
     std::optional<FoundMarker> last;
+    FoundEntry lastEntry{from, std::move(lastTime), false};
     std::size_t step = kSmallBlock;
     std::string block;
     std::uint64_t base = from;
     while (base < to) {
         bytes.Read(base, step, block);
-        const std::string_view text = block;
-        for (std::size_t at = text.find(kEndMarker); at != std::string_view::npos;
-             at = text.find(kEndMarker, at + 1)) {
-            if (base + at >= to || (base + at != from && (at == 0 || text[at - 1] != '\n'))) {
-                continue;
-            }
-            const std::string known = LastTime(text.substr(0, at));
-            if (IsEnd(bytes, base + at, known.empty() ? lastTime : known)) {
-                return FoundMarker{base + at, true};
-            }
-            last = FoundMarker{base + at, false};
+        const auto found = FindMarkerIn(bytes, {block, base, from, to}, lastEntry);
+        if (found && found->IsSure) {
+            return found;
         }
+        if (found && !IsMarkerAt(bytes, found->Offset)) {
+            // The writer has gone on since the block was read. What it wrote begins here.
+            base = from = found->Offset;
+            step = kSmallBlock;
+            continue;
+        }
+        last = found ? found : last;
         if (block.size() < step) {
             break;
-        }
-        if (std::string known = LastTime(text); !known.empty()) {
-            lastTime = std::move(known);
         }
         base +=
             block.size() - kEndMarker.size();  // one that the end of the block cuts is met again
@@ -212,8 +281,7 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
         layout.By = RingLayout::EndedBy::kMarker;
         layout.End = marker->Offset;
         layout.OldBegin = marker->Offset + kEndMarker.size();
-        const auto old = FindEntryAt(bytes, layout.OldBegin, layout.Size);
-        layout.IsWrapped = old && !old->IsPrefill;
+        layout.IsWrapped = marker->IsBeforeEntry;
         return layout;
     }
     EndAtTimeDrop(bytes, layout);

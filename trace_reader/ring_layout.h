@@ -60,7 +60,8 @@ struct RingLayout {
 
 struct FoundMarker {
     std::uint64_t Offset = 0;
-    bool IsSure = false;  // no newer entry follows
+    bool IsSure = false;         // no newer entry follows
+    bool IsBeforeEntry = false;  // one follows nevertheless
 };
 // The first sure end marker from `from` on (the begin of a line), else the last other one before
 // `to`. `lastTime` is the time of the entry that ends at `from`, if it is known.

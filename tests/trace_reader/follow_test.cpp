@@ -2,12 +2,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <map>
 #include <string>
 #include <thread>
 
 #include "tests/support/files.h"
 #include "tests/trace/debug_fixture.h"
+#include "tests/trace_reader/numbered_entries.h"
 #include "trace_reader/ring_follower.h"
 
 namespace {
@@ -17,86 +17,6 @@ using trace_reader::CTraceFileBytes;
 using trace_reader::Entry;
 
 class Follow : public CDebugTest {};
-
-std::size_t FillLength(unsigned long number) {
-    return number % 997 == 0 ? 5000 : number * 37 % 300;
-}
-
-// The text of the entry of that number: of every length, now and then of several lines, and longer
-// than what is composed in place.
-std::string NumberedText(unsigned long number) {
-    std::string text = "number=" + std::to_string(number) + " ";
-    const std::size_t length = FillLength(number);
-    for (std::size_t i = 0; i < length; ++i) {
-        text +=
-            number % 50 == 0 && i % 64 == 63 ? '\n' : static_cast<char>('a' + (number + i) % 26);
-    }
-    return text + "=" + std::to_string(number);
-}
-
-// Bytes of the entries from one number up to before another.
-unsigned long BytesBetween(unsigned long from, unsigned long to) {
-    unsigned long bytes = 0;
-    for (; from < to; ++from) {
-        bytes += 49 + 9 + 1 + 2 * std::to_string(from).size() + FillLength(from);
-    }
-    return bytes;
-}
-
-// What a follower saw of numbered entries.
-struct Seen {
-    unsigned long Entries = 0;
-    unsigned long Torn = 0;
-    unsigned long Missed = 0;     // numbers that were left out
-    unsigned long ToldBytes = 0;  // what the follower said is lost
-    unsigned long Overtaken = 0;
-    unsigned long UntoldLosses = 0;  // numbers that were left out without a word
-    unsigned long WrongLosses = 0;   // what was told is not what was left out, up to whole rounds
-    unsigned long Last = 0;
-    unsigned long Round = 0;  // bytes from the restart position to the ring's end
-};
-
-// Told are offsets: a round is as long as the ring but for the header at its start, and some of its
-// bytes are dots at its end.
-bool IsRightLoss(unsigned long told, unsigned long missed, unsigned long round) {
-    constexpr unsigned long kDotsMax = 5200;
-    const unsigned long rounds = missed > told ? (missed - told + round / 2) / round : 0;
-    const unsigned long expected = told + rounds * round;
-    return expected + kDotsMax > missed && missed + (rounds + 1) * kDotsMax > expected;
-}
-
-// Says what the first one is, for such a thing may not come again for days.
-void AddTorn(const Entry& entry, unsigned long told, Seen& seen) {
-    if (seen.Torn++ == 0) {
-        std::printf("behind number %lu, told %lu bytes lost, at offset %llu: %s\n", seen.Last, told,
-                    static_cast<unsigned long long>(entry.Offset),
-                    std::string(entry.Bytes.substr(0, 200)).c_str());
-    }
-}
-
-void Check(const Entry& entry, unsigned long& told, Seen& seen) {
-    const std::string text(entry.Text());
-    if (text.rfind("number=", 0) != 0) {
-        if (text.rfind("### ", 0) != 0) {
-            AddTorn(entry, told, seen);
-        }
-        return;
-    }
-    const unsigned long number = std::strtoul(text.c_str() + 7, nullptr, 10);
-    if (text != NumberedText(number) || number <= seen.Last) {
-        AddTorn(entry, told, seen);
-        return;
-    }
-    ++seen.Entries;
-    seen.Missed += number - seen.Last - 1;
-    const unsigned long missed = BytesBetween(seen.Last + 1, number);
-    seen.UntoldLosses += missed != 0 && told == 0 ? 1U : 0U;
-    // How many rounds were missed is known to within the dots of each: of a few only.
-    seen.WrongLosses +=
-        told != 0 && missed < 20 * seen.Round && !IsRightLoss(told, missed, seen.Round) ? 1U : 0U;
-    told = 0;
-    seen.Last = number;
-}
 
 // Follows until `isOver`, and then to the newest entry.
 Seen FollowUntil(const std::string& path, const std::atomic<bool>& isOver,
@@ -109,14 +29,11 @@ Seen FollowUntil(const std::string& path, const std::atomic<bool>& isOver,
     }
     CRingFollower follower(file, CRingFollower::From::kOldest);
     seen.Round = file.Size() - trace_reader::FindRingBegin(file).value().Restart;
-    unsigned long told = 0;
     for (int idle = 0; idle < 3;) {
         const bool wasOver = isOver;
-        const auto result = follower.Look([&](const Entry& entry) { Check(entry, told, seen); });
+        const auto result = follower.Look([&](const Entry& entry) { seen.Check(entry); });
         if (result == CRingFollower::Result::kLost) {
-            told += follower.LostBytes();
-            ++seen.Overtaken;
-            seen.ToldBytes += follower.LostBytes();
+            seen.Tell(follower.LostBytes());
         }
         idle = wasOver && result == CRingFollower::Result::kNothing ? idle + 1 : 0;
         std::this_thread::sleep_for(wasOver ? std::chrono::milliseconds(1) : pause);

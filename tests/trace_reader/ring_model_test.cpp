@@ -1,0 +1,72 @@
+// Readers of a ring whose writer may go on between any two bytes that they read.
+#include "tests/trace_reader/ring_model.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "tests/trace_reader/numbered_entries.h"
+#include "trace_reader/ring_follower.h"
+
+namespace {
+
+using trace_reader::CRingFollower;
+using trace_reader::Entry;
+
+constexpr std::size_t kRing = std::size_t{64} << 10U;
+
+void Look(CRingFollower& follower, Seen& seen, int& idle) {
+    const auto result = follower.Look([&](const Entry& entry) { seen.Check(entry); });
+    if (result == CRingFollower::Result::kLost) {
+        seen.Tell(follower.LostBytes());
+    }
+    ASSERT_NE(result, CRingFollower::Result::kOtherRing);
+    idle = result == CRingFollower::Result::kNothing ? idle + 1 : 0;
+}
+
+void Follow(std::uint64_t seed, Seen& seen) {
+    CRingModel ring(seed, kRing);
+    ring.Write(seed % 3 == 0 ? 0 : seed % 1000);
+    CRingFollower follower(ring, CRingFollower::From::kOldest);
+    seen.Round = kRing - ring.Restart();
+    int idle = 0;
+    for (int looks = 0; looks < 60; ++looks) {
+        Look(follower, seen, idle);
+    }
+    ring.Stop();
+    for (idle = 0; idle < 3;) {
+        Look(follower, seen, idle);
+    }
+    EXPECT_EQ(seen.Torn, 0U);
+    EXPECT_EQ(seen.UntoldLosses, 0U);
+    EXPECT_EQ(seen.WrongLosses, 0U);
+    EXPECT_EQ(seen.Last, ring.Written());
+}
+
+// MORLA_MODEL_SEEDS ("FIRST COUNT") lets it try others by hand.
+TEST(RingModel, AFollowerShowsNoTornEntryAndTellsOfEveryLoss) {
+    const char* const wish = std::getenv("MORLA_MODEL_SEEDS");
+    std::uint64_t first = 1;
+    std::uint64_t count = 60;
+    if (wish != nullptr) {
+        char* end = nullptr;
+        first = std::strtoull(wish, &end, 10);
+        count = std::strtoull(end, nullptr, 10);
+    }
+    unsigned long entries = 0;
+    unsigned long losses = 0;
+    for (std::uint64_t seed = first; seed < first + count; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Seen seen;
+        Follow(seed, seen);
+        entries += seen.Entries;
+        losses += seen.Overtaken;
+        if (HasFailure()) {
+            break;
+        }
+    }
+    std::printf("%lu entries read, overtaken %lu times\n", entries, losses);
+    EXPECT_NE(losses, 0U);  // or the test shows nothing
+}
+
+}  // namespace
