@@ -73,19 +73,32 @@ int MillisecondsUntil(Clock::time_point deadline) {
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT32_MAX));
 }
 
+bool HasEnded(pid_t child) {
+    siginfo_t state{};
+    return waitid(P_PID, static_cast<id_t>(child), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           state.si_pid == child;
+}
+
 // Reads until the child has ended; its own children may keep the pipe open longer. False when that
-// takes too long.
-bool Collect(int reportFd, int childFd, Clock::time_point deadline, std::string& report) {
-    pollfd waiting[] = {{childFd, POLLIN, 0}, {reportFd, POLLIN, 0}};
+// takes too long. Without a descriptor for the child (an old kernel, a filter of system calls) it
+// is asked for from time to time.
+bool Collect(int reportFd, pid_t child, Clock::time_point deadline, std::string& report) {
+    constexpr int kAskEveryMs = 10;
+    // By number: the header of glibc 2.36 does not declare the function for C++.
+    const CUniqueFd childFd(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    pollfd waiting[] = {{childFd.Get(), POLLIN, 0}, {reportFd, POLLIN, 0}};
     for (;;) {
-        const int count = poll(waiting, 2, MillisecondsUntil(deadline));
+        const int left = MillisecondsUntil(deadline);
+        const int count = poll(waiting, 2, childFd.IsValid() ? left : std::min(left, kAskEveryMs));
         if (count < 0 && errno != EINTR) {
             return false;
         }
+        const bool hasEnded =
+            childFd.IsValid() ? count > 0 && waiting[0].revents != 0 : HasEnded(child);
         if (!Drain(reportFd, report)) {
             waiting[1].fd = -1;
         }
-        if (count > 0 && waiting[0].revents != 0) {
+        if (hasEnded) {
             (void)Drain(reportFd, report);
             return true;
         }
@@ -133,9 +146,7 @@ ChildResult RunChild(std::vector<std::string> command, std::chrono::milliseconds
     if (result.Error != 0) {
         return result;
     }
-    // By number: the header of glibc 2.36 does not declare the function for C++.
-    const CUniqueFd childFd(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    result.IsTimedOut = !Collect(reading.Get(), childFd.Get(), Clock::now() + limit, result.Report);
+    result.IsTimedOut = !Collect(reading.Get(), child, Clock::now() + limit, result.Report);
     kill(-child, SIGKILL);
     kill(child, SIGKILL);  // should it have left its group
     while (waitpid(child, &result.WaitStatus, 0) < 0 && errno == EINTR) {

@@ -4,6 +4,7 @@
 
 #include "base/error_text.h"
 #include "tools/command.h"
+#include "tools/trace/end_request.h"
 #include "tools/trace/sources.h"
 #include "trace_reader/trace_directory.h"
 
@@ -17,6 +18,7 @@ using trace_reader::TraceFile;
 
 namespace {
 
+constexpr int kLastRounds = 20;   // to the newest entry, where a writer never pauses
 constexpr int kLookEveryMs = 50;  // what is written through a mapping raises no event
 
 // Offsets do not live on in a copy; everything else does.
@@ -226,11 +228,19 @@ bool CTraceFollower::Round(const Receiver& receive, const NoteReceiver& note) {
     return isNew;
 }
 
-void CTraceFollower::Run(const Receiver& receive, const NoteReceiver& note, CTraceOutput& output) {
-    while (!output.IsOver()) {
+void CTraceFollower::Run(const Receiver& receive, const NoteReceiver& note,
+                         const std::function<bool()>& isEnough, CTraceOutput& output) {
+    int lastRounds = kLastRounds;
+    while (!output.IsOver() && lastRounds > 0) {
+        // Asked first: what was written until then is shown.
+        const bool isLast = isEnough();
         const bool isNew = Round(receive, note);
-        output.Flush();
-        output.Wait(isNew ? 0 : kLookEveryMs);
+        {
+            const CEndableWrite write;
+            output.Flush();
+        }
+        lastRounds = isLast ? (isNew ? lastRounds - 1 : 0) : lastRounds;
+        output.Wait(isNew || isLast ? 0 : kLookEveryMs);
     }
 }
 

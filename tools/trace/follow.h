@@ -57,8 +57,9 @@ public:
     explicit CTraceFollower(const std::vector<std::string>& paths);
     // What is there now; Run goes on behind it.
     [[nodiscard]] std::vector<trace_reader::TraceFile> Start();
-    // Until the output is over.
-    void Run(const Receiver& receive, const NoteReceiver& note, CTraceOutput& output);
+    // Until the output is over, or it is enough.
+    void Run(const Receiver& receive, const NoteReceiver& note,
+             const std::function<bool()>& isEnough, CTraceOutput& output);
 
 private:
     [[nodiscard]] std::vector<CFollowedFile::News> LookAtAll();

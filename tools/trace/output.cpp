@@ -21,19 +21,31 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{64} << 10U;
 
-// The pager's command; empty when there is to be none. $PAGER is the user's own, as a shell reads
-// it; nothing else ever reaches a shell.
-std::vector<std::string> PagerCommand() {
+// What a shell makes of $PAGER, the user's own command; nothing else ever reaches a shell. One that
+// does not exist has read nothing yet, so that the next one can. The shell outlives an interrupt,
+// which is for the pager.
+constexpr char kRunPager[] =
+    "trap : INT\n"
+    "eval \"$PAGER\"\n"
+    "status=$?\n"
+    "case $status in 126 | 127) ;; *) exit $status ;; esac\n"
+    "for next in pager 'less -R' more; do\n"
+    "    command -v ${next%% *} >/dev/null 2>&1 && exec $next\n"
+    "done\n"
+    "exec cat";
+
+// The commands to try, in order; none when there is to be no pager.
+std::vector<std::vector<std::string>> PagerCommands() {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
     const char* const pager = std::getenv("PAGER");
     if (pager == nullptr) {
-        return {"less", "-R"};
+        return {{"pager"}, {"less", "-R"}, {"more"}};
     }
     const std::string command = pager;
     if (command.empty() || command == "cat") {
         return {};
     }
-    return {"sh", "-c", command};
+    return {{"sh", "-c", kRunPager}};
 }
 
 // Starts it with its standard input from `input`; 0 when that fails.
@@ -83,14 +95,19 @@ void CTraceOutput::StartPager() {
     if (!m_IsTerminal || getauxval(AT_SECURE) != 0) {
         return;
     }
-    const std::vector<std::string> command = PagerCommand();
+    const auto commands = PagerCommands();
     std::array<int, 2> ends{-1, -1};
-    if (command.empty() || pipe2(ends.data(), O_CLOEXEC) != 0) {
+    if (commands.empty() || pipe2(ends.data(), O_CLOEXEC) != 0) {
         return;
     }
     const CUniqueFd reader(ends[0]);
     CUniqueFd writer(ends[1]);
-    m_PagerPid = Spawn(command, reader.Get());
+    // "pager" is "less" on most machines, which is to let colours through.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
+    (void)setenv("LESS", "-R", 0);
+    for (std::size_t i = 0; i < commands.size() && m_PagerPid == 0; ++i) {
+        m_PagerPid = Spawn(commands[i], reader.Get());
+    }
     if (m_PagerPid != 0) {
         m_Pager = std::move(writer);
         // The pager's keys: an interrupt is for it alone.

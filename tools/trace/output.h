@@ -21,8 +21,8 @@ public:
     CTraceOutput& operator=(const CTraceOutput&) = delete;
 
     [[nodiscard]] bool IsTerminal() const { return m_IsTerminal; }
-    // On a terminal, what follows goes through $PAGER, else "less -R"; without one of them,
-    // directly.
+    // On a terminal, what follows goes through $PAGER, else "pager", "less -R" or "more"; without
+    // one of them, directly.
     void StartPager();
 
     void Write(std::string_view text);

@@ -6,6 +6,7 @@
 #include "base/error_text.h"
 #include "base/text_safety.h"
 #include "tools/command.h"
+#include "tools/trace/end_request.h"
 #include "tools/trace/follow.h"
 #include "tools/trace/output.h"
 #include "tools/trace/selection.h"
@@ -217,11 +218,17 @@ int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
                                                     CErrorText(output.Error()).Get());
 }
 
+// Whether no entry that is still to come is wanted.
+bool HasPassed(const std::string& until) {
+    return !until.empty() && trace_reader::LocalTimeText(std::time(nullptr)) > until;
+}
+
 // The files may still be to come.
 int FollowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
                 const std::vector<std::string>& paths) {
     CTraceOutput output;
     const TraceStyle style = StyleFor(arguments, output.IsTerminal());
+    TakeEndRequests();
     CTraceFollower follower(paths);
     const std::vector<TraceFile> files = follower.Start();
     SelectTimes(arguments, files, selection);
@@ -243,7 +250,7 @@ int FollowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
         [&](const std::string& note, const std::string& path) {
             output.Write(FormatTraceNote(note, path, style));
         },
-        output);
+        [&selection] { return IsEndRequested() || HasPassed(selection.Until); }, output);
     return output.Error() == 0 ? kSuccess : kFailure;
 }
 
