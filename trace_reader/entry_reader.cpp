@@ -98,8 +98,9 @@ bool CEntryReader::Fill() {
     m_Next = 0;
     const std::size_t kept = m_Buffer.size();
     // More at a time for an entry that is longer than what was read.
-    const auto length =
-        static_cast<std::size_t>(std::min<std::uint64_t>(std::max(kBlock, kept), end - m_Read));
+    const std::size_t more = std::clamp(kLongestEntry + kBlock - std::min(kept, kLongestEntry),
+                                        kBlock, std::max(kBlock, kept));
+    const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(more, end - m_Read));
     m_Buffer.resize(kept + length);
     const std::size_t got = m_Bytes.Read(m_Read, m_Buffer.data() + kept, length);
     m_Buffer.resize(kept + got);
@@ -157,7 +158,7 @@ bool CEntryReader::TakeEntry() {
         const bool isLast = end == std::string::npos && m_Read >= m_Regions[m_Region].End;
         const bool isTooLong = m_Buffer.size() - begin > kLongestEntry;
         if (end != std::string::npos || isLast || isTooLong) {
-            TakeEntry(std::min(end, m_Buffer.size()), isLast);
+            TakeEntry(std::min({end, m_Buffer.size(), begin + kLongestEntry}), isLast);
             return true;
         }
     } while (Fill());

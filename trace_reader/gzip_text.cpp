@@ -15,7 +15,7 @@ namespace trace_reader {
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{1} << 20U;
-constexpr std::size_t kLimitMax = std::size_t{1} << 30U;
+constexpr std::size_t kLimitMax = std::size_t{640} << 20U;  // the largest rings have 512 MB
 constexpr std::size_t kLimitUnknown = std::size_t{64} << 20U;
 
 struct ArchiveCloser {
@@ -55,7 +55,8 @@ std::string UnpackGzip(int fd, std::string& text) {
         }
         if (before > limit.value_or(kLimitUnknown)) {
             text.resize(limit.value_or(kLimitUnknown));
-            return "it holds more than a ring of its size";
+            return limit == kLimitMax ? "it holds more than 640 MiB"
+                                      : "it holds more than a ring of its size";
         }
         text.resize(before + kBlock);
         const la_ssize_t got = archive_read_data(reader.get(), text.data() + before, kBlock);

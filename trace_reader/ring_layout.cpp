@@ -53,26 +53,30 @@ bool IsMarkerAt(const CTraceBytes& bytes, std::uint64_t offset) {
     return now == kEndMarker;
 }
 
-// The end marker by halving; nothing when the times do not lead to one.
-std::optional<FoundMarker> FindEndByTime(const CTraceBytes& bytes, std::uint64_t firstEntry) {
+// Where the present round ends, to within a block: by halving, for entries behind its end are older
+// than its first one. Nothing when the times do not tell.
+struct EndRange {
+    std::uint64_t Low = 0;   // an entry of this round
+    std::uint64_t High = 0;  // behind its last one
+};
+std::optional<EndRange> FindEndRange(const CTraceBytes& bytes, std::uint64_t firstEntry) {
     const std::uint64_t size = bytes.Size();
     const auto first = FindEntryAt(bytes, firstEntry, size);
     if (!first || first->IsPrefill || !IsReadableTime(first->Time)) {
         return std::nullopt;
     }
-    std::uint64_t low = first->Offset;  // an entry of this round
-    std::uint64_t high = size;          // behind its last one
-    while (high - low > kBlock) {
-        const std::uint64_t middle = low + (high - low) / 2;
-        const auto entry = FindEntryAt(bytes, middle, std::min(high, LongestReach(bytes, middle)));
+    EndRange range{first->Offset, size};
+    while (range.High - range.Low > kBlock) {
+        const std::uint64_t middle = range.Low + (range.High - range.Low) / 2;
+        const auto entry =
+            FindEntryAt(bytes, middle, std::min(range.High, LongestReach(bytes, middle)));
         if (!entry || entry->IsPrefill || entry->Time < first->Time) {
-            high = middle;
+            range.High = middle;
         } else {
-            low = entry->Offset;
+            range.Low = entry->Offset;
         }
     }
-    const auto marker = FindEndMarker(bytes, low, std::min(size, LongestReach(bytes, high)), {});
-    return marker && marker->IsSure ? marker : std::nullopt;
+    return range;
 }
 
 // Whether a line begins with an end marker that an entry's first bytes replace just now.
@@ -140,11 +144,11 @@ std::optional<FoundMarker> FindMarkerIn(const CTraceBytes& bytes, const MarkerSe
     return marker;
 }
 
-// Without a marker: behind the last entry before one that is older.
-void EndAtTimeDrop(const CTraceBytes& bytes, RingLayout& layout) {
+// Without a marker: behind the last entry, from `begin` on, before one that is older.
+void EndAtTimeDrop(const CTraceBytes& bytes, std::uint64_t begin, RingLayout& layout) {
     std::string last;
     layout.End = layout.OldBegin = layout.TextEnd;
-    CEntryReader entries(bytes, {{layout.FirstEntry, layout.TextEnd, false, false}});
+    CEntryReader entries(bytes, {{begin, layout.TextEnd, false, false}});
     while (const Entry* const entry = entries.Next()) {
         const bool isPrefill = IsPrefillLine(entry->Bytes);
         if (isPrefill || entry->Header.Time < last) {
@@ -273,8 +277,13 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
     layout.Begin = FindRingBegin(bytes);
     layout.FirstEntry = layout.Begin ? layout.Begin->Restart : 0;
     layout.TextEnd = FindTextEnd(bytes, layout.FirstEntry, layout.Size);
-    auto marker = FindEndByTime(bytes, layout.FirstEntry);
-    if (!marker) {
+    const auto range = FindEndRange(bytes, layout.FirstEntry);
+    std::optional<FoundMarker> marker;
+    if (range) {
+        const std::uint64_t reach = std::min(layout.Size, LongestReach(bytes, range->High));
+        marker = FindEndMarker(bytes, range->Low, reach, {});
+    }
+    if (!marker || !marker->IsSure) {
         marker = FindEndMarker(bytes, layout.FirstEntry, layout.Size, {});
     }
     if (marker) {
@@ -284,7 +293,7 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
         layout.IsWrapped = marker->IsBeforeEntry;
         return layout;
     }
-    EndAtTimeDrop(bytes, layout);
+    EndAtTimeDrop(bytes, range ? range->Low : layout.FirstEntry, layout);
     if (layout.By == RingLayout::EndedBy::kNothing && EndsWithDots(bytes, layout)) {
         layout.By = RingLayout::EndedBy::kFill;
     }

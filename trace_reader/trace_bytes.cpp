@@ -34,14 +34,15 @@ int CTraceFileBytes::Open(const std::string& path) {
     }
     if (!S_ISREG(Status().st_mode)) {
         m_File.Reset();
-        return EINVAL;
+        return m_Error != 0 ? m_Error : EINVAL;
     }
     return 0;
 }
 
 struct stat CTraceFileBytes::Status() const {
     struct stat status {};
-    if (!m_File.IsValid() || fstat(m_File.Get(), &status) != 0) {
+    if (m_File.IsValid() && fstat(m_File.Get(), &status) != 0) {
+        m_Error = m_Error != 0 ? m_Error : errno;
         status = {};
     }
     return status;
@@ -52,7 +53,9 @@ std::uint64_t CTraceFileBytes::Size() const {
 }
 
 std::size_t CTraceFileBytes::Read(std::uint64_t offset, char* buffer, std::size_t length) const {
-    return ReadFullyAt(m_File.Get(), buffer, length, offset).Bytes;
+    const ReadResult result = ReadFullyAt(m_File.Get(), buffer, length, offset);
+    m_Error = m_Error != 0 ? m_Error : result.Error;
+    return result.Bytes;
 }
 
 }  // namespace trace_reader

@@ -25,9 +25,12 @@ public:
 
     // The present size.
     [[nodiscard]] virtual std::uint64_t Size() const = 0;
-    // Fills `buffer` from `offset` on; returns how many bytes there were, 0 also after an error.
+    // Fills `buffer` from `offset` on; returns how many bytes there were, fewer also after an
+    // error.
     [[nodiscard]] virtual std::size_t Read(std::uint64_t offset, char* buffer,
                                            std::size_t length) const = 0;
+    // The first error, as an errno number: what was read is not all that there is. Else 0.
+    [[nodiscard]] virtual int Error() const { return 0; }
 
     // Replaces `text` by at most `length` bytes from `offset`.
     void Read(std::uint64_t offset, std::size_t length, std::string& text) const;
@@ -57,8 +60,11 @@ public:
     [[nodiscard]] std::size_t Read(std::uint64_t offset, char* buffer,
                                    std::size_t length) const override;
 
+    [[nodiscard]] int Error() const override { return m_Error; }
+
 private:
     CUniqueFd m_File;
+    mutable int m_Error = 0;  // of all that was asked so far
 };
 
 }  // namespace trace_reader

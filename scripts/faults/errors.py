@@ -39,6 +39,7 @@ ERRORS = {
     "newfstatat": ["EACCES", "EIO", "ENOMEM", "ENOENT"],
     "open": ["EMFILE", "EACCES", "EIO", "EINTR", "ENOMEM"],
     "openat": ["EMFILE", "EACCES", "EIO", "EINTR", "ENOMEM"],
+    "pidfd_open": ["ENOSYS", "EPERM", "EMFILE"],
     "pipe2": ["EMFILE", "ENFILE"],
     "poll": ["EINTR", "ENOMEM"],
     "pread64": ["EIO", "EINTR", SHORT],
@@ -56,6 +57,7 @@ ERRORS = {
     "unlink": ["EACCES", "EIO", "ENOMEM"],
     "vfork": ["EAGAIN", "ENOMEM"],
     "wait4": ["EINTR"],
+    "waitid": ["EINTR"],
     "write": ["ENOSPC", "EIO", "EINTR", SHORT],
     "writev": ["ENOSPC", "EIO", "EINTR"],
 }

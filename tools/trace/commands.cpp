@@ -96,7 +96,7 @@ void AddReport(CLI::App* group, const char* name, const char* help, int& exitCod
         std::vector<trace_reader::TraceFile> files;
         const int opened = OpenTraceFiles(paths, files);
         const int code = run(files, arguments->AsJson);
-        exitCode = opened != kSuccess ? opened : code;
+        exitCode = TellReadErrors(files, opened != kSuccess ? opened : code);
     });
 }
 

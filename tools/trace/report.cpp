@@ -15,6 +15,7 @@
 namespace tools {
 
 using json_text::Json;
+using trace_reader::Finding;
 using trace_reader::TraceFile;
 using trace_reader::TraceStatistics;
 
@@ -154,6 +155,31 @@ Json StatisticsJson(const TraceFile& file, const TraceStatistics& statistics) {
     return json;
 }
 
+std::string KindOf(const Finding& finding) {
+    return finding.IsDamage ? "damage" : "note";
+}
+
+void PrintDamage(const TraceFile& file, const std::vector<Finding>& findings, bool isDamaged) {
+    for (const Finding& finding : findings) {
+        PrintLine(file.Path + ": " + KindOf(finding) + " at offset " +
+                  std::to_string(finding.Offset) + ": " + finding.What);
+    }
+    PrintLine(file.Path + ": " + KindOf(file) + (isDamaged ? ", damaged" : ", intact"));
+}
+
+void PrintDamageJson(const TraceFile& file, const std::vector<Finding>& findings, bool isDamaged) {
+    Json json;
+    SetTraceText(json, "file", file.Path);
+    json["findings"] = Json::array();
+    for (const Finding& finding : findings) {
+        json["findings"].push_back({{"kind", KindOf(finding)},
+                                    {"offset", finding.Offset},
+                                    {"what", text::ReplaceMalformed(finding.What)}});
+    }
+    json["intact"] = !isDamaged;
+    PrintLine(json.dump(-1, ' ', true));
+}
+
 }  // namespace
 
 int ReportTraceStatistics(const std::vector<TraceFile>& files, bool asJson) {
@@ -173,25 +199,10 @@ int ReportTraceDamage(const std::vector<TraceFile>& files, bool asJson) {
     int code = kSuccess;
     for (const TraceFile& file : files) {
         const auto findings = trace_reader::CheckTraceFile(file);
-        Json json;
-        SetTraceText(json, "file", file.Path);
-        json["findings"] = Json::array();
-        bool isDamaged = false;
-        for (const auto& finding : findings) {
-            isDamaged = isDamaged || finding.IsDamage;
-            json["findings"].push_back({{"kind", finding.IsDamage ? "damage" : "note"},
-                                        {"offset", finding.Offset},
-                                        {"what", text::ReplaceMalformed(finding.What)}});
-            if (!asJson) {
-                PrintLine(file.Path + ": " + (finding.IsDamage ? "damage" : "note") +
-                          " at offset " + std::to_string(finding.Offset) + ": " + finding.What);
-            }
-        }
+        const bool isDamaged = std::any_of(findings.begin(), findings.end(),
+                                           [](const auto& finding) { return finding.IsDamage; });
+        (asJson ? PrintDamageJson : PrintDamage)(file, findings, isDamaged);
         code = isDamaged ? static_cast<int>(kFailure) : code;
-        json["intact"] = !isDamaged;
-        PrintLine(asJson
-                      ? json.dump(-1, ' ', true)
-                      : file.Path + ": " + KindOf(file) + (isDamaged ? ", damaged" : ", intact"));
     }
     return code == kSuccess ? code : Fail(kFailure, "damage was found");
 }

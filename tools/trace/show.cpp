@@ -199,7 +199,7 @@ int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
             (arguments.AsJson ? PrintHeaderJson : PrintHeader)(
                 file.Path, trace_reader::ReadHeaderSettings(file));
         }
-        return opened;
+        return TellReadErrors(files, opened);
     }
     CTraceOutput output;
     const TraceStyle style = StyleFor(arguments, output.IsTerminal());
@@ -213,7 +213,8 @@ int ShowFiles(const TraceShowArguments& arguments, CTraceSelection& selection,
             Warn(file.Path + ": no entry in it; is it a trace?");
         }
     }
-    return output.Error() == 0 ? opened
+    const int code = TellReadErrors(files, opened);
+    return output.Error() == 0 ? code
                                : Fail(kFailure, std::string("cannot write the entries: ") +
                                                     CErrorText(output.Error()).Get());
 }

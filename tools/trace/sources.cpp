@@ -59,4 +59,14 @@ int OpenTraceFiles(const std::vector<std::string>& paths, std::vector<TraceFile>
     return code;
 }
 
+int TellReadErrors(const std::vector<TraceFile>& files, int code) {
+    for (const TraceFile& file : files) {
+        if (const int error = file.Bytes->Error(); error != 0) {
+            code =
+                Fail(kFailure, "cannot read all of " + file.Path + ": " + CErrorText(error).Get());
+        }
+    }
+    return code;
+}
+
 }  // namespace tools

@@ -20,4 +20,7 @@ inline constexpr char kTracedApplication[] = "zentd";
 [[nodiscard]] int OpenTraceFiles(const std::vector<std::string>& paths,
                                  std::vector<trace_reader::TraceFile>& files);
 
+// Tells of files that could not be read to their end. The exit code: `code` when there is none.
+[[nodiscard]] int TellReadErrors(const std::vector<trace_reader::TraceFile>& files, int code);
+
 }  // namespace tools

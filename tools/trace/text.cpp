@@ -11,6 +11,8 @@ using trace_reader::Entry;
 
 namespace {
 
+constexpr std::size_t kShownMax = std::size_t{16} << 20U;  // of an entry's text
+
 constexpr std::string_view kDim = "\x1b[2m";
 constexpr std::string_view kBold = "\x1b[1m";
 constexpr std::string_view kYellow = "\x1b[33m";
@@ -35,7 +37,10 @@ std::string FormatJson(const Entry& entry, std::string_view file) {
         (void)std::from_chars(digits.data(), digits.data() + digits.size(), kilobytes);
         json["memory_kb"] = kilobytes;
     }
-    SetTraceText(json, "text", entry.Text());
+    SetTraceText(json, "text", entry.Text().substr(0, kShownMax));
+    if (entry.Text().size() > kShownMax) {
+        json["left_out"] = entry.Text().size() - kShownMax;
+    }
     SetTraceText(json, "file", file);
     json["offset"] = entry.Offset;
     if (entry.IsOld) {
@@ -73,17 +78,20 @@ std::string FormatTraceEntry(const Entry& entry, std::string_view file, const Tr
     if (style.AsJson) {
         return FormatJson(entry, file);
     }
-    std::string bytes(entry.Bytes);
     if (style.IsRaw) {
+        std::string bytes(entry.Bytes);
         return bytes.ends_with('\n') ? bytes : bytes + '\n';
     }
     std::string out = FormatHeader(entry, style.IsColoured);
-    std::string_view rest = entry.Text();
+    std::string_view rest = entry.Text().substr(0, kShownMax);
     for (bool isFirst = true; isFirst || !rest.empty(); isFirst = false) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         // Indented, so that no line of a text passes for an entry.
         out.append(isFirst ? "" : "    ").append(text::EscapeControls(line)) += '\n';
+    }
+    if (entry.Text().size() > kShownMax) {
+        out += "    (" + std::to_string(entry.Text().size() - kShownMax) + " bytes left out)\n";
     }
     return out;
 }

@@ -63,6 +63,7 @@ constexpr Call kCalls[] = {
     CALL(newfstatat, 1),
     CALL(open, 0),
     CALL(openat, 1),
+    CALL(pidfd_open),
     CALL(pipe2),
     CALL(poll),
     CALL(ppoll),
@@ -89,6 +90,7 @@ constexpr Call kCalls[] = {
     CALL(unlink, 0),
     CALL(vfork),
     CALL(wait4),
+    CALL(waitid),
     CALL(write),
     CALL(writev),
 };
