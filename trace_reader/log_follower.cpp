@@ -1,12 +1,44 @@
 #include "trace_reader/log_follower.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace trace_reader {
+
+namespace {
+
+constexpr std::size_t kWholeMax = std::size_t{64} << 20U;  // larger files are not kept
+
+// The clock of file times ticks some hundred times a second: a later write may show the same time.
+bool IsRecent(const timespec& changed) {
+    constexpr std::int64_t kTicksMs = 50;
+    timespec now{};
+    (void)clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t ms =
+        (now.tv_sec - changed.tv_sec) * 1000 + (now.tv_nsec - changed.tv_nsec) / 1'000'000;
+    return ms > -kTicksMs && ms < kTicksMs;
+}
+
+// Behind the last byte that differs from what was there before; 0 when none does.
+std::size_t EndOfChange(const std::string& before, const std::string& text) {
+    if (text.size() > before.size()) {
+        return text.size();
+    }
+    std::size_t end = text.size();
+    while (end > 0 && text[end - 1] == before[end - 1]) {
+        --end;
+    }
+    return end;
+}
+
+}  // namespace
 
 bool CLogFollower::HasChanged() {
     const struct stat before = m_Status;
     m_Status = m_Bytes.Status();
     return m_Status.st_size != before.st_size || m_Status.st_mtim.tv_sec != before.st_mtim.tv_sec ||
-           m_Status.st_mtim.tv_nsec != before.st_mtim.tv_nsec;
+           m_Status.st_mtim.tv_nsec != before.st_mtim.tv_nsec || m_HeldBack != 0 ||
+           m_Restless != 0 || IsRecent(m_Status.st_mtim);
 }
 
 void CLogFollower::Remember(const Entry& entry) {
@@ -24,21 +56,91 @@ void CLogFollower::StartBehind(const TraceFile& file) {
     });
 }
 
+// Of an entry, its first line is enough: it may have lost what looked like further ones.
+bool CLogFollower::IsLast(std::string_view entry, std::uint64_t offset) const {
+    return !m_LastBytes.empty() && offset == m_LastOffset &&
+           m_LastBytes.starts_with(entry.substr(0, NextLine(entry, 0)));
+}
+
+// Reads the file until two readings are the same, so that no write is seen half. A writer that does
+// not even pause for that is taken as it is after some looks. False: look again.
+bool CLogFollower::ReadWhole(std::string& text) {
+    constexpr int kTries = 5;
+    constexpr int kLooks = 20;
+    std::string again;
+    m_Bytes.Read(0, kWholeMax, text);
+    for (int i = 0; i < kTries; ++i) {
+        m_Bytes.Read(0, kWholeMax, again);
+        if (again == text) {
+            m_Restless = 0;
+            return true;
+        }
+        std::swap(text, again);
+    }
+    m_Restless = (m_Restless + 1) % kLooks;
+    return m_Restless == 0;
+}
+
+// Gives the newest entry of a file that has wrapped its end. When what was there before it is not
+// known, it waits for one look; then only its first line is sure.
+void CLogFollower::EndNewest(const LogLayout& layout, const std::string& text,
+                             std::vector<Region>& regions) {
+    const std::uint64_t heldBack = std::exchange(m_HeldBack, 0);
+    const std::uint32_t cycle = layout.Wrap ? layout.Wrap->Cycle : 0;
+    const bool isSameRound =
+        !m_Before.empty() && m_Before.size() <= text.size() && cycle == m_CycleBefore;
+    const std::size_t changed = isSameRound ? EndOfChange(m_Before, text) : 0;
+    m_CycleBefore = cycle;
+    m_Before = text;
+    if (!layout.Wrap || regions.empty() || regions.back().Begin != layout.NewBegin) {
+        return;
+    }
+    Region& newest = regions.back();
+    const CTraceMemory memory(text);
+    const auto place = FindPlaceBack(memory, {newest}, [](const Entry& /*entry*/) { return true; });
+    const std::uint64_t begin = place.Offset;
+    if (begin == 0 || IsLast(std::string_view(text).substr(begin), begin)) {
+        return;
+    }
+    if (changed > begin) {
+        newest.End = std::min(NextLine(text, changed - 1), text.size());
+        newest.IsOneLine = false;
+    } else if (heldBack == begin) {
+        newest.IsOneLine = true;
+    } else {
+        m_HeldBack = begin;
+        newest.End = begin;
+    }
+}
+
+// A file is taken as one, so that all that is found in it belongs together.
 CLogFollower::Result CLogFollower::Look(const Receiver& receive) {
     if (!HasChanged()) {
         return Result::kNothing;
     }
-    const LogLayout layout = FindLogLayout(m_Bytes);
-    const std::vector<Region> regions = LogRegions(layout);
+    std::string text;
+    if (m_Bytes.Size() <= kWholeMax && !ReadWhole(text)) {
+        return Result::kNothing;
+    }
+    const CTraceMemory memory(text);
+    const CTraceBytes& bytes = text.empty() ? static_cast<const CTraceBytes&>(m_Bytes)
+                                            : static_cast<const CTraceBytes&>(memory);
+    const LogLayout layout = FindLogLayout(bytes);
+    std::vector<Region> regions = LogRegions(layout);
+    const bool isSameStart = !m_Before.empty() && m_Before.compare(0, layout.WrapOffset, text, 0,
+                                                                   layout.WrapOffset) == 0;
+    EndNewest(layout, text, regions);
     bool isFound = false;
-    const auto place = FindPlaceBack(m_Bytes, regions, [&](const Entry& entry) {
-        // The last one may have lost what looked like further lines of it.
-        isFound = !m_LastBytes.empty() && entry.Offset == m_LastOffset &&
-                  m_LastBytes.starts_with(entry.Bytes.substr(0, NextLine(entry.Bytes, 0)));
+    const auto place = FindPlaceBack(bytes, regions, [&](const Entry& entry) {
+        isFound = IsLast(entry.Bytes, entry.Offset);
         return isFound;
     });
-    CEntryReader reader(m_Bytes, regions, isFound ? place : CEntryReader::Place{});
     const bool isLost = !isFound && !m_LastBytes.empty();
+    // The start-up part is handed over once.
+    const bool isStartKnown = isLost && layout.Wrap && m_LastOffset >= layout.WrapOffset &&
+                              isSameStart && regions.size() > 1;
+    const CEntryReader::Place begin{isStartKnown ? 1U : 0U, 0};
+    CEntryReader reader(bytes, regions, isFound ? place : begin);
     bool isNew = false;
     if (isFound) {
         (void)reader.Next();

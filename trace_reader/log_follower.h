@@ -10,7 +10,9 @@
 namespace trace_reader {
 
 // Each entry of a log file is one write, so a look that finds the file changed lays it out again
-// and hands over what stands behind the entry that was handed over last.
+// and hands over what stands behind the entry that was handed over last. Where the newest entry of
+// a file that has wrapped ends, nothing in the file tells; what has changed since the look before
+// does. An entry that takes the file past its limit loses the lines behind that.
 class CLogFollower {
 public:
     using Receiver = std::function<void(const Entry&)>;
@@ -27,11 +29,18 @@ public:
 private:
     [[nodiscard]] bool HasChanged();
     void Remember(const Entry& entry);
+    [[nodiscard]] bool ReadWhole(std::string& text);
+    [[nodiscard]] bool IsLast(std::string_view entry, std::uint64_t offset) const;
+    void EndNewest(const LogLayout& layout, const std::string& text, std::vector<Region>& regions);
 
     const CTraceFileBytes& m_Bytes;
     struct stat m_Status {};
     std::uint64_t m_LastOffset = 0;
     std::string m_LastBytes;  // empty: nothing was handed over
+    std::string m_Before;     // the file at the look before; empty: none, or too large
+    std::uint32_t m_CycleBefore = 0;
+    int m_Restless = 0;            // looks in a row at which the file never stood still
+    std::uint64_t m_HeldBack = 0;  // the offset of the newest entry whose end was unknown; 0: none
 };
 
 }  // namespace trace_reader

@@ -93,6 +93,18 @@ void FindNewest(const CTraceBytes& bytes, LogLayout& layout) {
     }
 }
 
+// Behind the line that passes the limit: what follows are ends of last entries of earlier rounds.
+std::uint64_t FindRoundEnd(const CTraceBytes& bytes, const LogLayout& layout) {
+    if (layout.Wrap->InitEnd != layout.WrapOffset || layout.Wrap->Limit < layout.NewBegin ||
+        layout.Wrap->Limit >= layout.Size) {
+        return layout.Size;
+    }
+    std::string rest;
+    bytes.Read(layout.Wrap->Limit, kBlock, rest);
+    const std::size_t end = NextLine(rest, 0);
+    return end == std::string::npos ? layout.Size : layout.Wrap->Limit + end;
+}
+
 }  // namespace
 
 std::optional<WrapLine> ParseWrapLine(std::string_view text) {
@@ -105,11 +117,10 @@ std::optional<WrapLine> ParseWrapLine(std::string_view text) {
     std::string_view rest = text.substr(0, newline);
     std::int32_t cycle = 0;  // shown as a signed number
     std::uint32_t current = 0;
-    std::uint32_t limit = 0;
     const bool isWhole = TakeText(rest, kWrapText) && TakeNumber(rest, cycle) &&
                          TakeText(rest, ", CntInitEnd=") && TakeNumber(rest, line.InitEnd) &&
                          TakeText(rest, ", CurrentByteCnt=") && TakeNumber(rest, current) &&
-                         TakeText(rest, " (MaxCnt=") && TakeNumber(rest, limit) && rest == ")";
+                         TakeText(rest, " (MaxCnt=") && TakeNumber(rest, line.Limit) && rest == ")";
     line.Cycle = static_cast<std::uint32_t>(cycle);
     return isWhole ? std::optional(line) : std::nullopt;
 }
@@ -117,11 +128,14 @@ std::optional<WrapLine> ParseWrapLine(std::string_view text) {
 LogLayout FindLogLayout(const CTraceBytes& bytes) {
     LogLayout layout;
     layout.Size = bytes.Size();
-    layout.WrapOffset = layout.NewBegin = layout.NewEnd = layout.OldBegin = layout.Size;
+    layout.WrapOffset = layout.NewBegin = layout.NewEnd = layout.Size;
+    layout.OldBegin = layout.TextEnd = layout.Size;
     FindWrapLine(bytes, layout);
     if (layout.Wrap) {
         layout.NewBegin = layout.WrapOffset + layout.Wrap->Length;
+        layout.TextEnd = FindRoundEnd(bytes, layout);
         FindNewest(bytes, layout);
+        layout.NewEnd = std::min(layout.NewEnd, layout.TextEnd);
     }
     return layout;
 }

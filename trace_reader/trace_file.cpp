@@ -25,7 +25,7 @@ CEntryReader TraceFile::FrontEntries() const {
 std::vector<Region> LogRegions(const LogLayout& log) {
     std::vector<Region> regions;
     Add(regions, 0, log.WrapOffset, false);
-    Add(regions, log.OldBegin, log.Size, true);
+    Add(regions, log.OldBegin, log.TextEnd, true);
     Add(regions, log.NewBegin, log.NewEnd, false, log.OldBegin < log.Size);
     return regions;
 }

@@ -8,10 +8,13 @@
 #include "tests/support/files.h"
 #include "tests/trace/debug_fixture.h"
 #include "tests/trace_reader/numbered_entries.h"
+#include "trace/entry_format.h"
+#include "trace_reader/log_follower.h"
 #include "trace_reader/ring_follower.h"
 
 namespace {
 
+using trace_reader::CLogFollower;
 using trace_reader::CRingFollower;
 using trace_reader::CTraceFileBytes;
 using trace_reader::Entry;
@@ -53,9 +56,12 @@ void Report(const char* name, const Seen& seen, unsigned long written) {
 }
 
 // MORLA_FOLLOW_SECONDS lets it run longer by hand.
-TEST_F(Follow, ShowsNoTornEntryAndTellsOfEveryLoss) {
+std::chrono::seconds WantedSeconds(int usual) {
     const char* const wish = std::getenv("MORLA_FOLLOW_SECONDS");
-    const auto seconds = std::chrono::seconds(wish != nullptr ? std::atoi(wish) : 3);
+    return std::chrono::seconds(wish != nullptr ? std::atoi(wish) : usual);
+}
+
+TEST_F(Follow, ShowsNoTornEntryAndTellsOfEveryLoss) {
     CDebug& debug = StartActiveRing();
     std::atomic<bool> isOver = false;
     Seen fast;
@@ -64,7 +70,7 @@ TEST_F(Follow, ShowsNoTornEntryAndTellsOfEveryLoss) {
     std::thread slowReader(
         [&] { slow = FollowUntil(kActiveRing, isOver, std::chrono::milliseconds(100)); });
     unsigned long written = 0;
-    const auto end = std::chrono::steady_clock::now() + seconds;
+    const auto end = std::chrono::steady_clock::now() + WantedSeconds(3);
     while (std::chrono::steady_clock::now() < end) {
         for (int i = 0; i < 1000; ++i) {
             debug.Print(1, "%s", NumberedText(++written).c_str());
@@ -76,6 +82,60 @@ TEST_F(Follow, ShowsNoTornEntryAndTellsOfEveryLoss) {
     Report("fast reader", fast, written);
     Report("slow reader", slow, written);
     EXPECT_NE(slow.Overtaken, 0U);  // or the test shows nothing
+}
+
+// A log file's follower tells of a loss behind the entries that follow it.
+void FollowLogUntil(const std::string& path, const std::atomic<bool>& isOver,
+                    std::chrono::milliseconds pause, Seen& seen) {
+    CTraceFileBytes file;
+    ASSERT_EQ(file.Open(path), 0);
+    CLogFollower follower(file);
+    seen.TextMax = trace::kMessageSize;
+    for (int idle = 0; idle < 3;) {
+        const bool wasOver = isOver;
+        std::vector<std::string> entries;
+        const auto result =
+            follower.Look([&](const Entry& entry) { entries.emplace_back(entry.Bytes); });
+        if (result == CLogFollower::Result::kLost) {
+            seen.Tell(0);
+        }
+        for (const std::string& bytes : entries) {
+            const auto header = trace_reader::ParseEntryHeader(bytes);
+            ASSERT_TRUE(header);
+            seen.Check({.Bytes = bytes, .Header = *header});
+        }
+        idle = wasOver && result == CLogFollower::Result::kNothing ? idle + 1 : 0;
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+// At such a pace that a round of the file takes some milliseconds: times are all that tells where
+// its newest entry is.
+TEST_F(Follow, ShowsNoTornEntryOfALogFileThatWraps) {
+    ConfigureRing(1);
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "100000");
+    CDebug& debug = Start();
+    debug.SetApplInitDone();
+    std::atomic<bool> isOver = false;
+    Seen fast;
+    Seen slow;
+    std::thread fastReader([&] { FollowLogUntil(kLogFile, isOver, {}, fast); });
+    std::thread slowReader(
+        [&] { FollowLogUntil(kLogFile, isOver, std::chrono::milliseconds(150), slow); });
+    unsigned long written = 0;
+    const auto end = std::chrono::steady_clock::now() + WantedSeconds(2);
+    while (std::chrono::steady_clock::now() < end) {
+        debug.PrintAlways("%s", NumberedText(++written).c_str());
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    isOver = true;
+    fastReader.join();
+    slowReader.join();
+    Report("fast reader of the log", fast, written);
+    Report("slow reader of the log", slow, written);
+    EXPECT_NE(slow.Overtaken, 0U);
+    EXPECT_LE(fast.Cut, 3U);  // where the file's limit is in an entry of several lines
+    EXPECT_LE(slow.Cut, 3U + slow.Overtaken);
 }
 
 }  // namespace

@@ -64,7 +64,11 @@ void Seen::Check(const trace_reader::Entry& entry) {
         return;
     }
     const unsigned long number = std::strtoul(text.c_str() + 7, nullptr, 10);
-    if (text != NumberedText(number) || number <= Last) {
+    const std::string whole = NumberedText(number).substr(0, TextMax);
+    const bool isCut =
+        TextMax < std::string::npos && whole.starts_with(text) && whole[text.size()] == '\n';
+    Cut += isCut ? 1U : 0U;
+    if ((text != whole && !isCut) || number <= Last) {
         AddTorn(entry);
         return;
     }

@@ -13,8 +13,10 @@ std::string NumberedText(unsigned long number);
 struct Seen {
     unsigned long Round = 0;       // bytes of a ring's round; of a log 0: amounts are not told
     unsigned long DotsMax = 5200;  // how many of them an entry that did not fit leaves at most
+    std::size_t TextMax = std::string::npos;  // what a log keeps of an entry's text
     unsigned long Entries = 0;
     unsigned long Torn = 0;
+    unsigned long Cut = 0;  // of a log: whole lines of an entry of several are missing at its end
     unsigned long Missed = 0;     // numbers that were left out
     unsigned long ToldBytes = 0;  // what the reader said is lost
     unsigned long Overtaken = 0;
