@@ -238,12 +238,15 @@ CRingFollower::Result CRingFollower::Resume() {
     }
     const std::uint64_t lead = layout.End + layout.Size / kLeadShare;
     const auto old = layout.IsWrapped ? FindEntryAt(m_Bytes, lead, layout.TextEnd) : std::nullopt;
-    std::uint64_t place = old ? old->Offset : m_Begin.Restart;
+    auto entry = old;
     if (!old && lead > layout.Size) {
-        const auto entry = FindEntryAt(m_Bytes, m_Begin.Restart + lead - layout.Size, layout.End);
-        place = entry ? entry->Offset : m_Begin.Restart;
+        entry = FindEntryAt(m_Bytes, m_Begin.Restart + lead - layout.Size, layout.End);
     }
+    const std::uint64_t place = entry ? entry->Offset : m_Begin.Restart;
     Witness witness = WitnessAt(place);
+    if (entry && !witness.Bytes.starts_with(entry->Time)) {
+        return Result::kNothing;  // a long entry is being copied over it, behind the end marker
+    }
     // The writer must not have come there meanwhile.
     const auto marker = FindEndMarker(m_Bytes, layout.End, layout.Size, {});
     if (!marker || (old && marker->Offset >= place) || headerLine != ReadHeaderLine()) {
