@@ -304,6 +304,20 @@ $strings" smbios --from /tmp/captured --type 11
 # entry SECOND TEXT
 entry() { printf '2024-03-07 14:05:%s.042 [00F5A7C0] zentd         %s\n' "$1" "$2"; }
 
+# ring SECOND FILE TEXT...: the least that a ring has, the begin entry at a multiple of 1 KiB.
+ring() {
+    local second="$1" file="$2" text
+    shift 2
+    {
+        entry "$second" '# End of header.'
+        printf '## TRACE-END ##\n'
+        printf '%*s\n' $((1024 - 66 - 16 - 1)) '' | tr ' ' _
+        entry "$second" '### Begin of RingBuffer. ###'
+        for text in "${@:-ring shown $second}"; do entry "$second" "$text"; done
+        printf '## TRACE-END ##\n'
+    } >"$file"
+}
+
 traces() {
     local folder=/tmp/traces
     export PAGER=cat
@@ -334,14 +348,7 @@ traces() {
     prints '3  zentd$' trace stat
     prints '"entries":3' trace stat --json
     # A log file's copies are known also where the ring's last entries begin in their millisecond.
-    {
-        entry 10 '# End of header.'
-        printf '## TRACE-END ##\n'
-        printf '%1024s\n' '' | tr ' ' _
-        entry 10 '### Begin of RingBuffer. ###'
-        for text in one two three four; do entry 12 "$text"; done
-        printf '## TRACE-END ##\n'
-    } >/tmp/log.zentd_a
+    ring 12 /tmp/log.zentd_a one two three four
     { entry 12 one; entry 12 two; } >/tmp/log.zentd
     expect 0 "$(entry 12 three; entry 12 four)" trace --last 2 /tmp/log.zentd_a /tmp/log.zentd
     printf 'cut' >>"$folder/log.zentd"
@@ -353,6 +360,58 @@ $folder/log.zentd: log file, damaged" trace check
     same 'exit code when the reader has gone' $? 0
 }
 
+# await PATTERN COUNT: until so many lines of /tmp/followed match.
+await() {
+    local try
+    for ((try = 0; try < 200; try++)); do
+        [ "$(grep -c -- "$1" /tmp/followed)" -ge "$2" ] && return
+        sleep 0.05
+    done
+    printf 'the follower shows no "%s":\n%s\n' "$1" "$(cat /tmp/followed)"
+    failures=$((failures + 1))
+}
+
+following() {
+    local folder=/tmp/following log=/tmp/following/log.zentd ring=/tmp/following/log.zentd_a follower
+    mkdir -p "$folder"
+    expect 0 '' trace --follow --until '10 min ago' "$folder"
+    : >/tmp/followed
+    "$morlactl" trace --follow --grep shown "$folder" >/tmp/followed 2>&1 &
+    follower=$!
+    # Neither file is there yet; the log begins anew, and is replaced by another one.
+    { entry 10 'shown 1'; entry 11 hidden; } >"$log"
+    await 'shown 1' 1
+    entry 12 'shown 2' >>"$log"
+    await 'shown 2' 1
+    entry 13 'shown 3' >"$log"
+    await 'begun anew' 1
+    await 'shown 3' 1
+    entry 14 'shown 4' >/tmp/other
+    mv /tmp/other "$log"
+    await 'shown 4' 1
+    # An entry takes the place of the end marker; then the ring begins anew.
+    ring 10 "$ring"
+    await 'ring shown 10' 1
+    size=$(($(stat -c %s "$ring") - 16))
+    { entry 15 'ring shown 15'; printf '## TRACE-END ##\n'; } |
+        dd of="$ring" bs=1 seek="$size" conv=notrunc 2>/dev/null
+    await 'ring shown 15' 1
+    ring 20 "$ring"
+    await 'ring shown 20' 1
+    await 'log.zentd_a: begun anew' 1
+    kill -TERM "$follower"
+    wait "$follower"
+    same 'exit code of a follower that was asked to end' $? 0
+    same 'entries of a follower' "$(grep -c ' zentd .*shown' /tmp/followed)" 7
+    # What is written before the time of --until is still shown.
+    "$morlactl" trace --follow --json --until "$(date -d '+2 seconds' '+%F %T')" "$log" >/tmp/followed 2>&1 &
+    follower=$!
+    printf '%s [00F5A7C0] zentd         late\n' "$(date '+%F %T.000')" >>"$log"
+    wait "$follower"
+    same 'exit code when the time has passed' $? 0
+    await '"text":"late"' 1
+}
+
 export HOME=/home
 usage
 processes
@@ -361,5 +420,6 @@ registry
 damaged_trees
 smbios
 traces
+following
 completions
 [ "$failures" -eq 0 ]

@@ -27,7 +27,11 @@ void TakeEndRequests() {
     action.sa_handler = Remember;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : {SIGINT, SIGTERM}) {
-        (void)sigaction(signal, &action, nullptr);
+        // What a shell has put into the background keeps ignoring the terminal's interrupt.
+        struct sigaction before {};
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+            (void)sigaction(signal, &action, nullptr);
+        }
     }
 }
 
