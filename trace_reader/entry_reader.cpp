@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include "trace_reader/ring_layout.h"
+
 namespace trace_reader {
 
 namespace {
@@ -11,6 +13,7 @@ constexpr std::size_t kBackBlock = std::size_t{64} << 10U;
 // No writer makes longer ones: a ring of 512 MB takes a tenth of it. What claims to be longer is
 // cut, so that a file without entries costs no more memory than this.
 constexpr std::size_t kLongestEntry = std::size_t{64} << 20U;
+constexpr int kRegionTries = 8;
 constexpr std::size_t kWitness = 64;  // bytes of a header that tell it from all others: the time
 
 // The offset behind an entry that begins at `from`; npos when the text does not show its end.
@@ -84,7 +87,9 @@ void CEntryReader::EnterRegion(std::size_t region, std::uint64_t offset) {
     m_Buffer.clear();
     m_Next = 0;
     if (region < m_Regions.size()) {
-        m_Read = offset != 0 ? offset : m_Regions[region].Begin;
+        const Region& entered = m_Regions[region];
+        m_Read = offset != 0 ? offset : std::max(entered.Begin, entered.FirstEntry);
+        m_RegionTries = entered.FirstTime.empty() ? 0 : kRegionTries;
     }
 }
 
@@ -106,6 +111,11 @@ bool CEntryReader::Fill() {
     m_Buffer.resize(kept + got);
     const std::uint64_t base = m_Read - kept;
     m_Read = got == length ? m_Read + got : end;  // a file that was cut ends here
+    if (m_RegionTries > 0 && !IsRegionAsFound()) {
+        GoBehindWriter(base);
+        return true;
+    }
+    m_RegionTries = 0;
     const std::size_t first = FindEntry(m_Buffer, 0);
     if (first != std::string::npos) {
         std::string again;
@@ -115,6 +125,31 @@ bool CEntryReader::Fill() {
         }
     }
     return got != 0;
+}
+
+bool CEntryReader::IsRegionAsFound() const {
+    const Region& region = m_Regions[m_Region];
+    std::string now;
+    m_Bytes.Read(region.FirstEntry, region.FirstTime.size(), now);
+    return now == region.FirstTime;
+}
+
+// The writer has come into the region since it was laid out: what is left of it begins behind the
+// end marker. Without one it has gone through, or does not pause.
+void CEntryReader::GoBehindWriter(std::uint64_t from) {
+    Region& region = m_Regions[m_Region];
+    const auto newer = FindEntryAt(m_Bytes, region.RoundBegin, region.End);
+    const auto marker = FindEndMarker(m_Bytes, region.Begin, region.End, newer ? newer->Time : "");
+    const bool isLeft = marker && marker->IsSure && marker->Next && --m_RegionTries > 0;
+    region.Begin = isLeft ? marker->Offset + kEndMarker.size() : region.End;
+    if (isLeft) {
+        region.FirstEntry = marker->Next->Offset;
+        region.FirstTime = marker->Next->Time;
+    }
+    m_Buffer.clear();
+    m_Next = 0;
+    m_Read = std::max(from, isLeft ? region.FirstEntry : region.End);
+    m_Lost += m_Read - from;
 }
 
 // Keeps what a second read shows unchanged: the writer has gone through the rest.

@@ -34,6 +34,11 @@ struct Region {
     std::uint64_t End = 0;
     bool IsOld = false;
     bool IsOneLine = false;  // only the first line of the last entry is its own
+    // The time of its first entry, by which a writer shows that it has come there since. Empty:
+    // none.
+    std::uint64_t FirstEntry = 0;
+    std::string FirstTime = {};
+    std::uint64_t RoundBegin = 0;  // where that writer begins each round
 };
 
 // Takes the entries of a text apart. The text begins and ends with lines; what stands before its
@@ -55,6 +60,7 @@ private:
 // Reads forward. Its file may be written meanwhile: after each read the header of the first entry
 // that was read is looked at again. A writer that overwrites entries goes through them in their
 // order and destroys a header first, so one that is still there vouches for all that follows it.
+// Before the first read the header of the region's first entry does so.
 class CEntryReader {
 public:
     struct Place {
@@ -78,6 +84,8 @@ private:
     bool Fill();
     void EnterRegion(std::size_t region, std::uint64_t offset);
     void DropOverwritten(std::uint64_t base);
+    [[nodiscard]] bool IsRegionAsFound() const;
+    void GoBehindWriter(std::uint64_t from);
 
     const CTraceBytes& m_Bytes;
     std::vector<Region> m_Regions;
@@ -85,6 +93,7 @@ private:
     std::uint64_t m_Read = 0;  // offset behind what is in the buffer
     std::string m_Buffer;      // of the region, up to m_Read
     std::size_t m_Next = 0;    // in the buffer: the next entry, or the begin of a line
+    int m_RegionTries = 0;     // left to find it as it was laid out; 0: it was
     std::uint64_t m_Lost = 0;
     Entry m_Entry;
 };

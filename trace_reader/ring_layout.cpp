@@ -41,10 +41,14 @@ std::optional<FoundEntry> LastEntry(std::string_view text) {
 // after that one: then the marker is text, or was the end when it was read.
 FoundMarker JudgeMarker(const CTraceBytes& bytes, std::uint64_t offset, std::string_view lastTime) {
     const std::uint64_t behind = offset + kEndMarker.size();
+    FoundMarker marker{offset, true, {}};
     const auto next =
         FindEntryAt(bytes, behind, std::min(bytes.Size(), LongestReach(bytes, behind)));
-    const bool isUnused = !next || next->IsPrefill;
-    return {offset, isUnused || lastTime.empty() || next->Time < lastTime, !isUnused};
+    if (next && !next->IsPrefill) {
+        marker.IsSure = lastTime.empty() || next->Time < lastTime;
+        marker.Next = *next;
+    }
+    return marker;
 }
 
 bool IsMarkerAt(const CTraceBytes& bytes, std::uint64_t offset) {
@@ -59,9 +63,9 @@ struct EndRange {
     std::uint64_t Low = 0;   // an entry of this round
     std::uint64_t High = 0;  // behind its last one
 };
-std::optional<EndRange> FindEndRange(const CTraceBytes& bytes, std::uint64_t firstEntry) {
+std::optional<EndRange> FindEndRange(const CTraceBytes& bytes,
+                                     const std::optional<FoundEntry>& first) {
     const std::uint64_t size = bytes.Size();
-    const auto first = FindEntryAt(bytes, firstEntry, size);
     if (!first || first->IsPrefill || !IsReadableTime(first->Time)) {
         return std::nullopt;
     }
@@ -277,7 +281,8 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
     layout.Begin = FindRingBegin(bytes);
     layout.FirstEntry = layout.Begin ? layout.Begin->Restart : 0;
     layout.TextEnd = FindTextEnd(bytes, layout.FirstEntry, layout.Size);
-    const auto range = FindEndRange(bytes, layout.FirstEntry);
+    layout.First = FindEntryAt(bytes, layout.FirstEntry, layout.Size);
+    const auto range = FindEndRange(bytes, layout.First);
     std::optional<FoundMarker> marker;
     if (range) {
         const std::uint64_t reach = std::min(layout.Size, LongestReach(bytes, range->High));
@@ -290,7 +295,9 @@ RingLayout FindRingLayout(const CTraceBytes& bytes) {
         layout.By = RingLayout::EndedBy::kMarker;
         layout.End = marker->Offset;
         layout.OldBegin = marker->Offset + kEndMarker.size();
-        layout.IsWrapped = marker->IsBeforeEntry;
+        layout.TextEnd = FindTextEnd(bytes, layout.FirstEntry, layout.Size);  // of that round
+        layout.Old = marker->Next;
+        layout.IsWrapped = layout.Old.has_value();
         return layout;
     }
     EndAtTimeDrop(bytes, range ? range->Low : layout.FirstEntry, layout);

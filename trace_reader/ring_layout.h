@@ -39,11 +39,13 @@ struct RingLayout {
     std::optional<RingBegin> Begin;
     EndedBy By = EndedBy::kNothing;
     std::uint64_t Size = 0;
-    std::uint64_t FirstEntry = 0;  // where the present round begins
-    std::uint64_t End = 0;         // behind the newest entry
-    std::uint64_t OldBegin = 0;    // behind the marker: the rest of a line, then older entries
-    std::uint64_t TextEnd = 0;     // behind the last line of the file; dots may follow
-    bool IsWrapped = false;        // there are older entries behind the end
+    std::uint64_t FirstEntry = 0;     // where the present round begins
+    std::uint64_t End = 0;            // behind the newest entry
+    std::uint64_t OldBegin = 0;       // behind the marker: the rest of a line, then older entries
+    std::uint64_t TextEnd = 0;        // behind the last line of the file; dots may follow
+    bool IsWrapped = false;           // there are older entries behind the end
+    std::optional<FoundEntry> First;  // of the present round
+    std::optional<FoundEntry> Old;    // the first one behind the end, where that is a marker
 };
 
 // The begin entry, which stands at a multiple of 1 KiB near the start of the file.
@@ -60,8 +62,8 @@ struct RingLayout {
 
 struct FoundMarker {
     std::uint64_t Offset = 0;
-    bool IsSure = false;         // no newer entry follows
-    bool IsBeforeEntry = false;  // one follows nevertheless
+    bool IsSure = false;             // no newer entry follows
+    std::optional<FoundEntry> Next;  // what follows; not a line that fills a new ring
 };
 // The first sure end marker from `from` on (the begin of a line), else the last other one before
 // `to`. `lastTime` is the time of the entry that ends at `from`, if it is known.

@@ -15,6 +15,17 @@ void Add(std::vector<Region>& regions, std::uint64_t begin, std::uint64_t end, b
     }
 }
 
+// By what it shows that the writer has come there.
+void Watch(std::vector<Region>& regions, const std::optional<FoundEntry>& first,
+           std::uint64_t roundBegin) {
+    if (!regions.empty() && first && first->Offset >= regions.back().Begin &&
+        first->Offset < regions.back().End) {
+        regions.back().FirstEntry = first->Offset;
+        regions.back().FirstTime = first->Time;
+        regions.back().RoundBegin = roundBegin;
+    }
+}
+
 }  // namespace
 
 CEntryReader TraceFile::FrontEntries() const {
@@ -38,9 +49,11 @@ std::vector<Region> RingRegions(const RingLayout& ring) {
     }
     if (ring.IsWrapped) {
         Add(regions, ring.OldBegin, ring.TextEnd, true);
+        Watch(regions, ring.Old, ring.FirstEntry);
     }
     // Without a marker, what an entry did not overwrite looks like further lines of it.
     Add(regions, ring.FirstEntry, ring.End, false, ring.By == RingLayout::EndedBy::kTimeDrop);
+    Watch(regions, ring.First, ring.FirstEntry);
     return regions;
 }
 

@@ -7,6 +7,7 @@
 
 #include "tests/trace_reader/numbered_entries.h"
 #include "trace_reader/ring_follower.h"
+#include "trace_reader/trace_file.h"
 
 namespace {
 
@@ -67,6 +68,32 @@ TEST(RingModel, AFollowerShowsNoTornEntryAndTellsOfEveryLoss) {
     }
     std::printf("%lu entries read, overtaken %lu times\n", entries, losses);
     EXPECT_NE(losses, 0U);  // or the test shows nothing
+}
+
+// What is shown once is as old as its file's layout; what the writer has reached since is left out.
+TEST(RingModel, AReaderOfAllThatIsThereShowsWholeEntriesInTheirOrder) {
+    constexpr unsigned long kRoundEntries = 200;  // a little less
+    unsigned long entries = 0;
+    unsigned long cut = 0;
+    for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const auto ring = std::make_shared<CRingModel>(seed, kRing);
+        ring->Write(seed * 17);
+        const trace_reader::TraceFile file = trace_reader::LayOut(ring);
+        trace_reader::CEntryReader reader = file.Entries();
+        Seen seen;
+        while (const Entry* const entry = reader.Next()) {
+            seen.Check(*entry);
+        }
+        if (ring->Written() - seed * 17 < kRoundEntries) {
+            EXPECT_EQ(seen.Torn, 0U);
+            EXPECT_TRUE(seen.UntoldLosses == 0 || reader.LostBytes() != 0);
+            entries += seen.Entries;
+            cut += reader.LostBytes() != 0 ? 1U : 0U;
+        }
+    }
+    EXPECT_NE(entries, 0U);
+    EXPECT_NE(cut, 0U);
 }
 
 }  // namespace
