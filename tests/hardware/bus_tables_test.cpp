@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/paths.h"
+#include "hardware/isa_resources.h"
 #include "tests/support/files.h"
 #include "tests/support/private_root_guard.h"
 
@@ -33,9 +34,24 @@ TEST(BusTables, AreReadFromC) {
     WriteFile(network + "/address", "02:fc:00:00:00:01\n");
     MakeDirectories("/sys/class/net");
     ASSERT_EQ(symlink(network.c_str(), "/sys/class/net/eth0"), 0);
-    WriteFile("/sys/class/net/odd0/address", "02:fc:00:00:00:1\n");
+    for (const char* const address :
+         {"02:fc:00:00:00:1", "02-fc-00-00-00-01", "2", "gg:00:00", ""}) {
+        WriteFile("/sys/class/net/odd" + std::string(address) + "/address", address);
+    }
     WriteFile(paths::kMtab, "/dev/sda1 /a\\040b xfs ro 0 0\ntmpfs /t tmpfs rw 0 0\n");
     EXPECT_EQ(CheckBusTables(), 0) << "line of bus_tables_caller.c";
+}
+
+TEST(IoPorts, AreTheLinesThatHoldARange) {
+    std::string found;
+    for (const isa::PortRange& range :
+         isa::ParseIoPorts("0000-0cf7 : PCI Bus 0000:00\n  03f8-03ff : serial : port\n0060 : old\n"
+                           "00g0-00ff : x\n0010-x : x\n-0010 : x\n0010- : x\n0020-001f : x\n\nodd\n"
+                           "    0cf8-0cf8 : last")) {
+        found += std::to_string(range.Depth) + ' ' + std::to_string(range.First) + '-' +
+                 std::to_string(range.Last) + ' ' + range.Owner + '\n';
+    }
+    EXPECT_EQ(found, "0 0-3319 PCI Bus 0000:00\n1 1016-1023 serial : port\n2 3320-3320 last\n");
 }
 
 }  // namespace

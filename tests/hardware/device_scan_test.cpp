@@ -11,6 +11,7 @@
 #include "hardware/scan_access.h"
 #include "hardware/system_device_scan.h"
 #include "tests/daemon/trace_log.h"
+#include "tests/hardware/drive_tree.h"
 #include "tests/support/files.h"
 #include "tests/support/wait_for.h"
 
@@ -110,6 +111,38 @@ TEST_F(CDeviceScanTest, GivesWhatWasScanned) {
     EXPECT_EQ(m_Scan.GetVolumeCount(), 1);
 }
 
+TEST_F(CDeviceScanTest, FindsDrivesAndWhatTheyHangOn) {
+    const std::string device = "/sys/devices/pci0000:00/0000:05:01.0/host0/target0:0:0/0:0:0:0";
+    drive_tree::Device(device, "scsi", "type=0");
+    drive_tree::Block(device + "/block/sda", "size=64", device);
+    drive_tree::Block(device + "/block/sda/sda1", "partition=1 start=8 size=8");
+    drive_tree::Block("/sys/devices/virtual/nvme/nvme0n1", "size=8", "/sys/devices/virtual/nvme");
+    ASSERT_EQ(Scan(CSystemDeviceScan::kScanAll), 0);
+    drive_tree::Clear();
+    CSystemAdapter adapter;
+    std::vector<CSystemDrive> drives;
+    EXPECT_TRUE(m_Scan.GetHostDrives(drives, adapter));  // no address: all of them
+    ASSERT_EQ(drives.size(), 2U);
+    EXPECT_EQ(drives[1].m_Name, "sda");
+    EXPECT_TRUE(m_Scan.GetHostAdapter(adapter, drives[1]));
+    EXPECT_EQ(adapter.m_Address, CPciAddress(0, 5, 1, 0));
+    std::vector<CSystemPartition> partitions;
+    EXPECT_TRUE(m_Scan.GetDiskPartitions(partitions, drives[1]));
+    EXPECT_EQ(partitions.size(), 1U);
+    EXPECT_FALSE(m_Scan.GetDiskPartitions(partitions, drives[0]));
+    EXPECT_FALSE(m_Scan.GetHostAdapter(adapter, drives[0]));
+    EXPECT_EQ(adapter.m_Address, CPciAddress(0, 5, 1, 0));  // as it was
+    EXPECT_TRUE(m_Scan.GetHostDrives(drives, adapter));
+    EXPECT_EQ(drives.size(), 1U);
+    ASSERT_TRUE(m_Scan.FindAdapter(adapter, CPciAddress(0, 0, 0, 0)));
+    EXPECT_FALSE(m_Scan.GetHostDrives(drives, adapter));
+    // Deliberate: these have nothing to give.
+    EXPECT_FALSE(m_Scan.GetDrive(drives.emplace_back(), 0));
+    EXPECT_FALSE(m_Scan.GetPartition(partitions.emplace_back(), 0));
+    CSystemAdapter parent;
+    EXPECT_FALSE(m_Scan.GetParentAdapter(adapter, parent));
+}
+
 TEST_F(CDeviceScanTest, FindsAFunctionByItsIds) {
     ASSERT_EQ(Scan(CSystemDeviceScan::kScanAdapters), 0);
     const struct {
@@ -128,6 +161,8 @@ TEST_F(CDeviceScanTest, FindsAFunctionByItsIds) {
     }
     CPciSlotData any;
     EXPECT_TRUE(m_Scan.GetPciSlotData(any, CPciAddress()));  // the invalid address meets any
+    EXPECT_FALSE(m_Scan.GetPciSlotData(any, CPciAddress(0, 9, 0, 0)));
+    EXPECT_EQ(CSystemDeviceScan().GetNumberPciBusses(), 0);
 }
 
 // Who has the access keeps everyone else out: a scan until its time-out, getters for 90 seconds.

@@ -4,6 +4,7 @@
 #include <sys/statvfs.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <latch>
 
@@ -57,9 +58,16 @@ extern "C" int statvfs(const char* path, struct statvfs* status) noexcept {
         ++deadQuestions;
         revival.wait();
     }
-    status->f_frsize = 4096;
-    status->f_blocks = 100;
-    status->f_bfree = 50;
+    if (std::string_view(path) == "/srv/refused") {
+        errno = EACCES;
+        return -1;
+    }
+    status->f_frsize = std::string_view(path) == "/srv/old" ? 0 : 4096;
+    status->f_bsize = 512;
+    status->f_blocks = std::string_view(path) == "/srv/huge"    ? UINT64_MAX / 4096 + 1
+                       : std::string_view(path) == "/srv/empty" ? 0
+                                                                : 100;
+    status->f_bfree = std::string_view(path) == "/srv/old" ? 200 : 50;
     status->f_bavail = 40;
     return 0;
 }
@@ -117,6 +125,45 @@ protected:
         Block("/sys/devices/virtual/block/loop0", "size=8");
         Link("/sys/block/sdz", "/sys/devices/gone");
     }
+    // One of each other kind, and what is none of them.
+    static void BuildOddOnes() {
+        const std::string pci = "/sys/devices/pci0000:00/0000:00:";
+        const auto add = [](const std::string& device, const std::string& bus,
+                            const std::string& attributes, const std::string& block,
+                            const std::string& ofBlock) {
+            Device(device, bus, attributes);
+            if (!block.empty()) {
+                Block(device + "/block/" + block, ofBlock, device);
+            }
+            const std::size_t generic = attributes.find("scsi_generic/");
+            if (generic != std::string::npos) {
+                const std::string node = attributes.substr(generic + 13, 3);
+                Link(paths::kSysScsiGeneric + ("/" + node), device + "/scsi_generic/" + node);
+                Link(device + "/scsi_generic/" + node + "/device", device);
+                WriteFile("/dev/" + node, "");
+            }
+        };
+        add("/sys/devices/mmc0/mmc0:0001", "mmc", "name=CARD fwrev=0x2", "mmcblk0", "size=0");
+        add(pci + "04.0/virtio1", "virtio", "", "vda", "size=8 serial=VD1");
+        add("/sys/devices/vbd-51712", "xen", "", "xvda", "size=36028797018963968");
+        add("/sys/devices/ide0/0.0", "ide", "serial=", "hda", "size=8 removable=1");
+        add("/sys/devices/virtual/nvme-fabrics/ctl/nvme2", "nvme", "transport=tcp", "nvme2n1", "");
+        add("/sys/devices/virtual/nvme-fabrics/ctl/nvme3", "nvme", "", "nvme3c0n1", "hidden=1");
+        Device(pci + "14.0/usb1/1-1", "usb", "idVendor=abcd serial=USB1");
+        add(pci + "14.0/usb1/1-1/1-1:1.0/host5/target5:0:0/5:0:0:0", "scsi",
+            "type=14 scsi_generic/sg5/dev=", "sdu", "removable=1 queue/rotational=0");
+        const std::string host = pci + "1f.2/host6/target6:0:0/6:0:0:";
+        add(host + "1", "scsi", "type=0 state=offline scsi_generic/sg6/dev=", "sdv", "size=8");
+        add(host + "2", "scsi", "type=20", "sdw", "queue/rotational=1");
+        add(host + "3", "scsi",
+            "type=1 scsi_tape/nst0/dev= scsi_tape/st0/dev= scsi_generic/sg7/dev=", "", "");
+        add(host + "4", "scsi", "type=0 scsi_generic/sg8/dev=", "", "");
+        add(host + "5", "scsi", "type=3 scsi_generic/sg9/dev=", "", "");
+        add(host + "x", "scsi", "type=7", "sdx", "");
+        WriteFile(host + "2/vpd_pg80", Page(0x80, ""));
+        WriteFile(host + "2/vpd_pg83", "short");
+        WriteFile(host + "4/vpd_pg80", "short");
+    }
     static std::vector<CSystemVolume> Volumes(const std::string& table, std::uint32_t flags = 0) {
         WriteFile(paths::kMtab, table);
         _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, 20, 0, 0};
@@ -153,6 +200,60 @@ TEST_F(Drives, AreReadWithTheirReasons) {
     ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &quiet));
     EXPECT_FALSE(drives[2].m_Serial.IsKnown());
     EXPECT_EQ(questions, 2);
+}
+
+TEST_F(Drives, OddOnesAreReadToo) {
+    drive_tree::Clear();
+    BuildOddOnes();
+    std::vector<CSystemDrive> drives;
+    ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, nullptr));
+    std::vector<std::string> lines;
+    for (const CSystemDrive& drive : drives) {
+        lines.push_back(drive.m_Name + ' ' + DriveKindName(drive.m_Kind) + ' ' + drive.m_Transport +
+                        ' ' + (drive.m_Size.IsKnown() ? "sized" : drive.m_Size.Reason()) + ' ' +
+                        (drive.m_IsRemovable.Optional().value_or(false) ? "removable " : "") +
+                        drive.m_Serial.Optional().value_or(drive.m_Serial.Reason()) + " / " +
+                        drive.m_Wwn.Reason());
+    }
+    EXPECT_EQ(
+        lines,
+        (std::vector<std::string>{
+            "hda other  sized removable the kernel gives none / the kernel gives none",
+            "mmcblk0 memory card mmc no medium the kernel gives none / the kernel gives none",
+            "nvme2n1 NVMe nvme-tcp not given by the kernel the kernel gives none / the kernel gives "
+            "none",
+            "sdu SSD usb not given by the kernel removable USB1 / the kernel does not give it, and "
+            "USB drives are not asked",
+            "sdv disk  sized the drive is not running / the drive is not running",
+            "sdw disk  not given by the kernel the drive gives an empty one / the drive gives none",
+            "sdx other  not given by the kernel the kernel gives none / the kernel gives none",
+            "vda virtual virtio sized VD1 / the kernel gives none",
+            "xvda virtual xen not given by the kernel the kernel gives none / the kernel gives none",
+            "st0 tape  the drive has no block device removable ASKED1 / the drive refuses the "
+            "question",
+            "sg8 disk without block device  the drive has no block device VPD page 80h is not "
+            "readable / the drive refuses the question"}));
+}
+
+TEST(ScsiAddressText, IsFourNumbers) {
+    const struct {
+        const char* Text;
+        std::optional<ScsiAddress> Address;
+    } rows[] = {
+        {"1:2:3:4", ScsiAddress{1, 2, 3, 4}},
+        {"4294967295:0:0:18446744073709551615", ScsiAddress{4294967295U, 0, 0, UINT64_MAX}},
+        {"4294967296:0:0:0", std::nullopt},
+        {"0:0:0:18446744073709551616", std::nullopt},
+        {"1:2:3", std::nullopt},
+        {"1:2:3:", std::nullopt},
+        {"1:2:3:4:", std::nullopt},
+        {"1:2;3:4", std::nullopt},
+        {"target1:0:0", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ParseScsiAddress(row.Text), row.Address) << row.Text;
+    }
 }
 
 TEST_F(Drives, PartitionsAndAdaptersAreMatched) {
@@ -205,6 +306,26 @@ TEST_F(Drives, VolumesLieOnDrives) {
                   "CSystemVolume       : system volume auto found, type autofs / 4",
                   "CSystemVolume       : system volume srv:/x found, type nfs / 2",
                   "CSystemVolume       : 5 system volumes found"}));
+}
+
+TEST_F(Drives, UsageIsNeverMoreThanTheVolume) {
+    WriteFile("/dev/cciss/c0d0p1", "");
+    Block("/sys/devices/cciss/cciss!c0d0p1", "partition=1");
+    const char* const table =
+        "/dev/cciss/c0d0p1 /srv/old ext2 rw 0 0\n/x /srv/huge xfs rw 0 0\n/y /srv/empty xfs rw 0 0\n"
+        "/z /srv/refused xfs rw 0 0\noverlay /srv/layered overlay rw 0 0\n"
+        "/srv/image /srv/loop xfs rw 0 0\n";
+    auto volumes = Volumes(table);
+    ASSERT_EQ(volumes.size(), 6U);
+    EXPECT_EQ(volumes[0].m_Usage.Optional(), (VolumeUsage{51200, 51200, 20480}));
+    EXPECT_EQ(volumes[0].m_Device, "cciss!c0d0p1");
+    EXPECT_EQ(volumes[1].m_Usage.Reason(), "the file system gives a size beyond 64 bits");
+    EXPECT_EQ(volumes[2].m_Usage.Reason(), "the file system gives no size");
+    EXPECT_EQ(volumes[3].m_Usage.Reason(), "Permission denied");
+    EXPECT_TRUE(volumes[4].m_Usage.IsKnown());
+    EXPECT_EQ(volumes[5].m_Device, "");
+    volumes = Volumes(table, kScanNoVolumeSizes);
+    EXPECT_EQ(volumes[0].m_Usage.Reason(), "the scan was not to touch file systems");
 }
 
 TEST_F(Drives, DeadServerHoldsNobodyAndIsAskedOnce) {

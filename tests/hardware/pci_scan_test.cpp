@@ -107,6 +107,35 @@ TEST_F(PciScan, ReadsWhatLiesAtAnOffsetOrFails) {
     EXPECT_FALSE(reader.GetPciConfigSpace(0, 0, 0, 0, 0, size, bytes));  // of 0 bytes
 }
 
+TEST_F(PciScan, SaysWhatIsWrongWithAnIrqRoutingTable) {
+    const std::string table = pci_bytes::RoutingTable({{2, 0x38, {}, 3, 0}});
+    const auto changed = [&](std::size_t at, char byte) {
+        std::string bytes = table;
+        bytes[at] = byte;
+        return bytes;
+    };
+    const struct {
+        std::string Table;
+        std::string Text;
+    } rows[] = {
+        {pci_bytes::WithSize(table, 0), "Illegal table size in PCI IRQ Routing Table (0)"},
+        {changed(6, 40),
+         "PCI IRQ Routing Table size modulo sizeof (IRQ_ROUTING_TABLE_ENTRY) is not zero (40)"},
+        {changed(5, 11), "Illegal version number in PCI IRQ Routing Table (11.0)"},
+        {changed(40, 1), "Illegal checksum in PCI IRQ Routing Table ("},
+    };
+    for (const auto& row : rows) {
+        WriteMemory(0x100000, 0xF1230, row.Table);
+        EXPECT_TRUE(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().empty());
+        EXPECT_EQ(TextsWith("GetRoutingTable   : ## ERROR! " + row.Text).size(), 1U) << row.Text;
+    }
+    WriteMemory(0x100000, 0xF1230, table);
+    EXPECT_EQ(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().size(), 1U);
+    EXPECT_TRUE(CPciSlotMap().GetSlotMappingFromSMBIOS().empty());
+    WriteSmbios(SystemSlot({0, 1, 5, 6, 4}));
+    EXPECT_EQ(CPciSlotMap().GetSlotMappingFromSMBIOS().size(), 1U);
+}
+
 TEST_F(PciScan, PrefersTheIrqRoutingTableAndBuildsOnce) {
     WriteMemory(0x100000, 0xF1230, pci_bytes::RoutingTable({{2, 0x38, {}, 3, 0}}));
     WriteSmbios(SystemSlot({2, 0, 9, 0xA5, 4}) + SystemSlot({4, 0, 9, 0xA5, 4}));
@@ -120,6 +149,20 @@ TEST_F(PciScan, PrefersTheIrqRoutingTableAndBuildsOnce) {
     EXPECT_EQ(TextsWith("Using slot data").size(), 1U);
     EXPECT_TRUE(IsTraced({"CPciSlotMap::UpdateSlotTypeFromSMBios(): Updated slot type:",
                           "\tPciSlotData 2:7.** --> Slot 3 (Serial bus)"}));
+}
+
+TEST_F(PciScan, TracesTheKindOfASlot) {
+    const std::pair<std::uint8_t, std::string> rows[] = {
+        {0xA5, "is a PCI Express bus (SMBios type = a5) --> SERIAL."},
+        {0x21, "is a PCI Express Mini bus (SMBios type = 21) --> SERIAL."},
+        {0x18, "is a MXM bus (SMBios type = 18) --> SERIAL."},
+        {0x14, "is a M.2 bus (SMBios type = 14) --> SERIAL."},
+        {0x06, "is NOT a serial bus (SMBios type = 6) --> PARALLEL"},
+    };
+    for (const auto& [type, text] : rows) {
+        EXPECT_EQ((PciSlotData{0, 1, 3, type, 4}).IsSerialBus(), type != 0x06);
+        EXPECT_EQ(Texts().back(), "PciSlotData::IsSerialBus(): Slot 3 " + text);
+    }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ using irq_routing::Result;
 using pci_bytes::RoutingTable;
 using pci_bytes::SystemSlot;
 using pci_slots::Row;
+using pci_slots::Source;
 using smbios_bytes::Repeat;
 using smbios_bytes::Structure;
 
@@ -127,6 +128,30 @@ TEST(SlotTable, TakesOverTheSlotTypeAlone) {
     EXPECT_EQ(rows[0].Data.ToString(), "PciSlotData 2:7.** --> Slot 1 (Serial bus)");
     EXPECT_EQ(rows[0].Data.m_CurrentUsage, PciSlotData::kUsageUnknown);
     EXPECT_EQ(rows[1].Data.m_SlotType, PciSlotData::kTypeUnknown);
+}
+
+TEST(SlotReason, TellsWhatToDoubt) {
+    Row row = MakeRow({0, 3, 4, 6, 3});
+    EXPECT_EQ(pci_slots::ReasonOfRow(row, CPciAddress(0, 0, 3, 0), 1),
+              "IRQ routing table: bus 00 device 03");
+    row.IsRefined = true;
+    row.Data.m_SlotType = 0xA5;
+    row.Structure = {9, 0x1F, 4, "a\x1b\x7fz ", true};
+    EXPECT_EQ(pci_slots::ReasonOfRow(row, CPciAddress(0, 0, 3, 0), 2),
+              "IRQ routing table: serial slot described on bus 00, so it claims that whole bus; "
+              "slot type a5 from SMBIOS type 9, handle 0x001f, \"a..z\", unreliable: structure too "
+              "short; none in use, first of 2 rows for this place");
+    EXPECT_FALSE(pci_slots::IsUnreliable(row));  // its number is the IRQ row's own
+    row.From = Source::kSystemSlot;
+    row.Structure.Designation.clear();
+    EXPECT_EQ(pci_slots::ReasonOfRow(row, CPciAddress(0, 0, 3, 0), 1),
+              "SMBIOS type 9, handle 0x001f: serial slot described on bus 00, so it claims that "
+              "whole bus; unreliable: structure too short");
+    EXPECT_EQ(
+        pci_slots::ReasonOfBridge({5, CPciAddress(0, 0, 1, 0), "", true}, CPciAddress(0, 1, 0, 0)),
+        "inherited from bridge 0000:00:01.0; unreliable: structure too short");
+    EXPECT_EQ(pci_slots::ReasonOfNoSlot(CPciAddress(0, 1, 0, 0), true),
+              "no slot: the firmware describes none");
 }
 
 TEST(PciBusNames, AreTakenOnlyWhole) {

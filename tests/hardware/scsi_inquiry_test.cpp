@@ -98,6 +98,14 @@ TEST(VolumeKind, TypeCountsBeforeDevice) {
         {"newfs", "/dev/disk/by-path/pci-0000:00:1f.2-ata-1", VolumeKind::kDisk},
         {"newfs", "word", VolumeKind::kOther},
         {"autofs", "/etc/auto.misc", VolumeKind::kAutomount},
+        {"newfs", "C:/x", VolumeKind::kNetwork},
+        {"newfs", ":/x", VolumeKind::kOther},
+        {"newfs", "x/y:z", VolumeKind::kOther},
+        {"fuse", "word", VolumeKind::kUserSpace},
+        {"fuseblk", "/dev/sda1", VolumeKind::kDisk},
+        {"overlay", "overlay", VolumeKind::kLayered},
+        {"zfs", "tank/home", VolumeKind::kDisk},
+        {"proc", "proc", VolumeKind::kPseudo},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(ClassifyVolume(row.Type, row.Device), row.Kind) << row.Type << ' ' << row.Device;

@@ -1,11 +1,16 @@
 #include "trace/entry_format.h"
 
+#include <array>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "trace/debug.h"
+#include "trace/entry_formatter.h"
 #include "trace/shell_word.h"
 
 namespace {
@@ -59,6 +64,44 @@ TEST(EntryClock, FollowsDaylightSavingAndClockSteps) {
     }
     unsetenv("TZ");
     tzset();
+}
+
+// In buffers of every size up to the whole text.
+__attribute__((format(printf, 1, 2))) void ExpectAsVsnprintf(const char* format, ...) {
+    std::array<char, 128> expected{};
+    std::array<char, 128> found{};
+    int length = 0;
+    for (std::size_t size = 1; size <= static_cast<std::size_t>(length) + 2; ++size) {
+        expected.fill('#');
+        found.fill('#');
+        va_list args;
+        va_start(args, format);
+        length = std::vsnprintf(expected.data(), size, format, args);
+        va_end(args);
+        va_start(args, format);
+        EXPECT_EQ(trace::FormatMessage(found.data(), size, format, args), length) << format;
+        va_end(args);
+        EXPECT_EQ(std::string(found.data()), std::string(expected.data())) << format << size;
+        EXPECT_EQ(found[size], '#') << format << " in " << size;
+    }
+}
+
+// fuzz/entry_formatter.cpp does the same with any format; this is one of each kind.
+TEST(EntryFormatter, WritesWhatVsnprintfWrites) {
+    ExpectAsVsnprintf("plain text of more than sixteen letters");
+    ExpectAsVsnprintf("%s|%s|%s|%s", "", "abc", "abcdefg", "abcdefghijklmno");
+    ExpectAsVsnprintf("%u %u %u %d %d %d", 0U, 1234567890U, UINT_MAX, -7, INT_MIN, 99);
+    ExpectAsVsnprintf("%x %X %lx %llX %zu %lu %ld %i", 0U, 0xABCDEFU, ULONG_MAX, 0xF0F0FULL,
+                      sizeof(int), 10UL, LONG_MIN, 100);
+    ExpectAsVsnprintf("[%5d][%-5d][%05d][%2d][%03d]", -42, -42, -42, 12345, 7);
+    ExpectAsVsnprintf("[%8x][%-8X][%08lx][%20u]", 0xAU, 0xBU, 0xCUL, 5U);
+    ExpectAsVsnprintf("[%10s][%-10s][%.3s][%-6.2s][%.0s][%2s]", "right", "left", "cut it", "both",
+                      "none", "long");
+    ExpectAsVsnprintf("%c[%3c][%-3c] 100%% %p", 'a', 'b', 'c', reinterpret_cast<void*>(0x1234ABCD));
+    ExpectAsVsnprintf("before %+d % d %#x %.3d %o %g", 1, 2, 3U, 4, 5U, 0.5);
+    const char* volatile null = nullptr;  // which the compiler would warn of
+    ExpectAsVsnprintf("null %s", null);
+    ExpectAsVsnprintf("%5s null %p", null, static_cast<void*>(nullptr));
 }
 
 TEST(ResidentMemory, IsReadFromItsLineOnly) {
