@@ -7,11 +7,8 @@ need "${build_packages[@]}" python3 binutils gzip procps gcovr
 configure_and_build build/coverage -DMORLA_COVERAGE=ON -DCMAKE_BUILD_TYPE=Debug >&2
 find build/coverage -name '*.gcda' -delete
 ctest --test-dir build/coverage --output-on-failure -j 2 ${1:+-R "$1"} >&2
-filters=()
-for folder in base trace daemon os hardware inventory switch tools trace_reader; do
-    filters+=(--filter "$folder/")
-done
-gcovr --root . --object-directory build/coverage --json build/coverage/counts.json \
-    --exclude-throw-branches --exclude-unreachable-branches -j 2 \
-    "${filters[@]}"
-scripts/coverage_table.py build/coverage/counts.json
+folders=(base trace daemon os hardware inventory switch tools trace_reader)
+gcovr --root . --object-directory build/coverage --json build/coverage/counts.json -j 2 \
+    "${folders[@]/#/--filter=}"
+scripts/coverage_branches.py build/coverage "${folders[@]}" >build/coverage/branches.json
+scripts/coverage_table.py build/coverage/counts.json build/coverage/branches.json

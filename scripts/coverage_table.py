@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Prints covered lines and branches by folder, and the files that are furthest from it."""
+"""Prints covered lines and branches by folder, and the files that are furthest from it.
+
+usage: coverage_table.py LINES BRANCHES    what gcovr and coverage_branches.py counted
+"""
 import collections
 import json
 import sys
@@ -15,11 +18,13 @@ def share(part, whole):
 def main():
     folders = collections.defaultdict(lambda: [0, 0, 0, 0])
     files = []
-    for source in json.load(open(sys.argv[1]))["files"]:
+    with open(sys.argv[1]) as lines, open(sys.argv[2]) as branches:
+        sources, branches_of = json.load(lines)["files"], json.load(branches)
+    for source in sources:
         counted = [line for line in source["lines"] if not line.get("gcovr/noncode")]
-        branches = [branch for line in counted for branch in line["branches"]]
+        branches = [count for counts in branches_of.get(source["file"], {}).values() for count in counts]
         numbers = (sum(line["count"] > 0 for line in counted), len(counted),
-                   sum(branch["count"] > 0 for branch in branches), len(branches))
+                   sum(count > 0 for count in branches), len(branches))
         total = folders[source["file"].split("/")[0]]
         for i, number in enumerate(numbers):
             total[i] += number
@@ -33,6 +38,9 @@ def main():
     print("\nlines that no test runs, the files with most of them:")
     for name, (hit, lines, _, _) in sorted(files, key=lambda file: file[1][0] - file[1][1])[:20]:
         print(f"{lines - hit:>5}  {name}")
+    print("\nbranches that no test takes, likewise:")
+    for name, (_, _, taken, branches) in sorted(files, key=lambda file: file[1][2] - file[1][3])[:20]:
+        print(f"{branches - taken:>5}  {name}")
 
 
 if __name__ == "__main__":
