@@ -119,7 +119,8 @@ TEST_F(Process, IsFoundByItsExactName) {
         EXPECT_EQ(m_Pid, child.Pid());
         EXPECT_TRUE(CProcess::GetProcessName(m_Text, child.Pid()));
         EXPECT_EQ(m_Text, name);
-        for (const std::string& other : {name + "y", name + "\n", " " + name, name.substr(0, 4)}) {
+        for (const std::string& other :
+             {name + "y", name + "\n", " " + name, name.substr(0, name.size() - 1)}) {
             EXPECT_FALSE(CProcess::FindProcess(m_Pid, other.c_str())) << other;
         }
     }
