@@ -164,9 +164,10 @@ protected:
         WriteFile(host + "2/vpd_pg83", "short");
         WriteFile(host + "4/vpd_pg80", "short");
     }
-    static std::vector<CSystemVolume> Volumes(const std::string& table, std::uint32_t flags = 0) {
+    static std::vector<CSystemVolume> Volumes(const std::string& table, std::uint32_t flags = 0,
+                                              std::uint32_t limitMs = 20000) {
         WriteFile(paths::kMtab, table);
-        _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, 20, 0, 0};
+        _ScanOptions options{kScanOptionsVersion, sizeof options, flags, 0, limitMs, 0, 0};
         std::vector<CSystemVolume> volumes;
         EXPECT_TRUE(CSystemVolume::ScanSystemVolumes(volumes, &options));
         return volumes;
@@ -330,7 +331,7 @@ TEST_F(Drives, UsageIsNeverMoreThanTheVolume) {
 
 TEST_F(Drives, DeadServerHoldsNobodyAndIsAskedOnce) {
     const char* const table = "srv:/x /srv/dead nfs rw 0 0\nsrv:/y /srv/good nfs rw 0 0\n";
-    auto volumes = Volumes(table, kScanNetworkVolumes);
+    auto volumes = Volumes(table, kScanNetworkVolumes, 200);
     EXPECT_EQ(volumes[0].m_Usage.Reason(), "no answer in time");
     EXPECT_TRUE(volumes[1].m_Usage.IsKnown());
     volumes = Volumes(table, kScanNetworkVolumes);
