@@ -1,7 +1,11 @@
 // The slot table: rows of the IRQ routing table and of SMBIOS structures, refinement, search.
+#include <sstream>
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "hardware/pci_bus_names.h"
+#include "hardware/pci_common_config_header.h"
 #include "hardware/pci_slot_reason.h"
 #include "tests/hardware/pci_bytes.h"
 #include "tests/hardware/smbios_bytes.h"
@@ -165,6 +169,72 @@ TEST(PciBusNames, AreTakenOnlyWhole) {
         EXPECT_FALSE(pci_bus_names::ParseDevice(name)) << name;
     }
     EXPECT_EQ(pci_bus_names::ParseDevice("1f.7").value().Number, 31);
+}
+
+// "1/0.1": sub-class 1, with names of their own for the programming interfaces 0 and 1.
+std::string NamedSubClasses(unsigned int baseClass) {
+    CPciCommonConfigHeader header;
+    header.m_BaseClass = static_cast<std::uint8_t>(baseClass);
+    const auto name = [&header](int subClass, int interface) {
+        header.m_SubClass = static_cast<std::uint8_t>(subClass);
+        header.m_ProgrammingInterface = static_cast<std::uint8_t>(interface);
+        return std::string(CPciCommonConfigHeader::GetPciSubClassDescription(header));
+    };
+    std::ostringstream text;
+    text << std::hex << baseClass << ':';
+    for (int subClass = 0; subClass < 256; ++subClass) {
+        const std::string usual = name(subClass, 0xFF);
+        if (usual != "Unknown") {
+            text << ' ' << subClass;
+        }
+        const char* separator = "/";
+        for (int interface = 0; interface < 255; ++interface) {
+            if (name(subClass, interface) != usual) {
+                text << std::exchange(separator, ".") << interface;
+            }
+        }
+    }
+    return text.str();
+}
+
+TEST(PciClasses, HaveTheSubClassesOfTheStandard) {
+    std::vector<std::string> classes;
+    for (unsigned int baseClass = 0; baseClass < 0x15; ++baseClass) {
+        classes.push_back(NamedSubClasses(baseClass));
+    }
+    EXPECT_EQ(classes,
+              (std::vector<std::string>{"0: 0 1",
+                                        "1: 0 1 2 3 4 5 6 7 8 9 80",
+                                        "2: 0 1 2 3 4 5 6 7 8 80",
+                                        "3: 0/1 1 2 80",
+                                        "4: 0 1 2 3 80",
+                                        "5: 0 1 2 80",
+                                        "6: 0 1 2 3 4 5 6 7 8 9 a b 80",
+                                        "7: 0/0.1.2 1/0.1.2 2 3 4 5 80",
+                                        "8: 0/0.1.2.10.20 1/0.1.2 2/0.1.2 3/0.1 4 5 6 7 80",
+                                        "9: 0 1 2 3 4 80",
+                                        "a: 0 80",
+                                        "b: 0 1 2 10 20 30 40 80",
+                                        "c: 0 1 2 3 4 5 6 7 8 9 a 80",
+                                        "d: 0 1 10 11 12 20 21 40 41 80",
+                                        "e: 0",
+                                        "f: 1 2 3 4 80",
+                                        "10: 0 10 80",
+                                        "11: 0 1 10 20 80",
+                                        "12: 0",
+                                        "13: 0",
+                                        "14:"}));
+    CPciCommonConfigHeader header;
+    const std::pair<std::uint8_t, const char*> names[] = {{0, "Unknown"},
+                                                          {1, "Mass storage controller"},
+                                                          {0x11, "Signal processing controller"},
+                                                          {0x12, "Unknown"},
+                                                          {0xFE, "Unknown"},
+                                                          {0xFF, "Other"}};
+    for (const auto& [baseClass, name] : names) {
+        header.m_BaseClass = baseClass;
+        EXPECT_STREQ(CPciCommonConfigHeader::GetPciBaseClassDescription(header), name);
+    }
 }
 
 }  // namespace

@@ -59,4 +59,70 @@ TEST(AnonymousCapture, HidesNumbersInEveryFormAndKeepsThemConsistent) {
     EXPECT_EQ(items.at("/sys/d/wwid").Text, "t10.ATA     DISK MODEL 1       " + *hidden + "\n");
 }
 
+TEST(AnonymousCapture, HidesTheNumberAndKeepsWhatStandsAroundIt) {
+    using namespace std::string_literals;
+    const struct {
+        const char* File;
+        std::string Text;
+        std::string Kept;    // in front
+        std::string Behind;  // kept at the end
+    } rows[] = {
+        {"wwid", "naa.5000c500a1b2c3d4\n", "naa.5", "\n"},
+        {"wwid", "eui.0025388b71b2c3d4", "eui.", ""},
+        {"wwid", "uuid.0f5c8d31-7a64-4e2b-9c11-5d0e8a7b6c42", "uuid.", ""},
+        {"wwid", "nvme.8086-53313437313131-4d4f44454c-00000001", "nvme.8086-",
+         "-4d4f44454c-00000001"},
+        {"wwid", "nvme.8086-53313437313131", "nvme.8086-", ""},
+        {"wwid", "nvme.53313437313131", "nvme.", ""},
+        {"wwid", "t10.S3RIAL4711", "t10.", ""},
+        {"wwid", "S3RIAL4711\n", "", "\n"},
+        {"serial", " S3RIAL4711 \n", " ", " \n"},
+        {"port_name", "0x21000024ff7e2d10\n", "0x2", "\n"},
+        {"net/eth0/address", "00:1b:21:a4:5e:7f\n", "", "\n"},
+        {"vpd_pg83", "\0\x83\0\x12\2\1\0\x0EVENDOR  SN4711"s, "\0\x83\0\x12\2\1\0\x0EVENDOR  "s,
+         ""},
+        {"vpd_pg83", "\0\x83\0\x18\3\x08\0\x14naa.5000c500a1b2c3d5"s,
+         "\0\x83\0\x18\3\x08\0\x14naa.5"s, ""},
+    };
+    for (const auto& row : rows) {
+        CCapturedTree tree;
+        tree.AddFile(std::string("/sys/d/") + row.File, row.Text);
+        const auto items = tools::MakeAnonymous(tree).Items;
+        const std::string text = items.begin()->second.Text;
+        EXPECT_EQ(text.size(), row.Text.size()) << row.Text;
+        EXPECT_NE(text, row.Text);
+        EXPECT_TRUE(text.starts_with(row.Kept) && text.ends_with(row.Behind)) << text;
+    }
+    for (const auto& [file, text] : {std::pair<std::string, std::string>{"serial", " \n"},
+                                     {"port_name", "unknown 4711"},
+                                     {"address", "0000:00:1f.2"},
+                                     {"vpd_pg80", "\0\x80"s},
+                                     {"vpd_pg83", "\0\x83\0\4\1\3\0\0"s},
+                                     {"wwid", ""}}) {
+        CCapturedTree tree;
+        tree.AddFile("/sys/d/" + file, text);
+        EXPECT_EQ(tools::MakeAnonymous(tree).Items.begin()->second.Text, text) << file;
+    }
+}
+
+TEST(AnonymousCapture, LeavesTheFirmwareTableItsShape) {
+    using namespace std::string_literals;
+    const std::string uuid = "ABCDEFGHIJKLMNOP";
+    const std::string table =
+        "\1\x1b\1\0\0\0\0\2"s + uuid + "\0\0\0Maker\0S3RIAL4711\0\0"s +  // its serial is string 2
+        "\2\x09\2\0\0\0\0\1\3SN-47114711\0\0"s +                         // no string 3
+        "\3\x09\3\0\0\0\0\0\1TAG-4711\0\0\1\5\4\0\1S3RIAL4712\0\0"s;     // too short a system
+    CCapturedTree tree;
+    tree.AddFile("/sys/firmware/dmi/tables/DMI", table);
+    const std::string made = tools::MakeAnonymous(tree).Items.begin()->second.Text;
+    std::string shown = made;
+    ASSERT_EQ(made.size(), table.size());
+    for (const std::string& number : {uuid, "S3RIAL4711"s, "SN-47114711"s, "TAG-4711"s}) {
+        const std::size_t at = table.find(number);
+        EXPECT_NE(made.substr(at, number.size()), number);
+        shown.replace(at, number.size(), number);
+    }
+    EXPECT_EQ(shown, table);
+}
+
 }  // namespace
