@@ -1,6 +1,7 @@
 // Reads what the code under test writes through `Debug`; for tests in a private root.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,4 +18,10 @@ protected:
     static std::vector<std::string> Texts();
     // Those of them that contain `part`.
     static std::vector<std::string> TextsWith(std::string_view part);
+    // How many entries `work`, done once at each level, adds at which level: "CSMBios 1:2 4:9" for
+    // those whose texts begin with that name. An entry that is lost, or at another level, shows.
+    static std::vector<std::string> LinesByLevel(const std::function<void()>& work);
+
+private:
+    static void StartAtLevel(unsigned int level);
 };

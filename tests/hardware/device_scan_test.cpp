@@ -12,6 +12,7 @@
 #include "hardware/system_device_scan.h"
 #include "tests/daemon/trace_log.h"
 #include "tests/hardware/drive_tree.h"
+#include "tests/hardware/pci_bytes.h"
 #include "tests/support/files.h"
 #include "tests/support/wait_for.h"
 
@@ -163,6 +164,48 @@ TEST_F(CDeviceScanTest, FindsAFunctionByItsIds) {
     EXPECT_TRUE(m_Scan.GetPciSlotData(any, CPciAddress()));  // the invalid address meets any
     EXPECT_FALSE(m_Scan.GetPciSlotData(any, CPciAddress(0, 9, 0, 0)));
     EXPECT_EQ(CSystemDeviceScan().GetNumberPciBusses(), 0);
+}
+
+TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
+    const auto scan = [this] {
+        CSystemDeviceScan machine;
+        (void)machine.ScanHardware(CSystemDeviceScan::kScanAll, false, kTimeoutMs, nullptr);
+        CSystemAdapter adapter;
+        (void)machine.FindAdapter(adapter, CPciAddress(0, 5, 1, 0));
+        (void)machine.FindAdapter(adapter, CPciAddress(0, 9, 0, 0));
+        (void)machine.GetNumberPciBusses();
+        CPciSlotData function;
+        (void)machine.GetPciSlotData(function, 0x1521, 0x8086, 7, 0x8086);
+    };
+    EXPECT_EQ(
+        LinesByLevel(scan),
+        (std::vector<std::string>{
+            " 2:1", "## 1:2", "BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1",
+            "CDataStream 1:1 5:1", "CDeviceBios 4:2", "CDeviceBiosBase 1:1 4:5", "CDeviceBusIo 5:2",
+            "CPciConfigList 2:1 3:14 4:5", "CPciSlotMap 1:6 4:2", "CSMBios 1:3 2:1 3:1 4:3",
+            "CSystemAdapter 2:1 3:2", "CSystemDeviceScan 1:1 2:3 3:12 4:2", "CSystemVolume 3:3",
+            "GetPciConfigSpace 5:2", "SMBiosTableFromMemory 2:2 3:2 4:4 5:6"}));
+    WriteFile(paths::kSmbiosEntryPoint, smbios_bytes::EntryPoint30(0, 0));
+    WriteFile(paths::kSmbiosTable,
+              pci_bytes::SystemSlot({0, 0, 5, 6, 4}) + pci_bytes::SystemSlot({4, 0, 6, 0xA5, 3}));
+    std::string memory(0x100000, '\0');
+    const std::string table = pci_bytes::RoutingTable({{0, 0, {}, 3, 0}, {4, 8, {}, 2, 0}});
+    memory.replace(0xF1230, table.size(), table);
+    WriteFile(paths::kMemoryDevice, memory);
+    Add("04", "00.0", pci_bytes::Function(0x8086, 5));  // a bridge to bus 5
+    EXPECT_EQ(
+        LinesByLevel(scan),
+        (std::vector<std::string>{
+            " 2:1 4:2 5:2", "09 5:2", "BuildStructureList 4:4 6:2", "CBiosTables 2:1 5:2",
+            "CDataStream 3:2 5:2", "CDeviceBios 3:1 4:1", "CDeviceBiosBase 4:4", "CDeviceBusIo 5:3",
+            "CPciConfigList 2:1 3:18 4:5", "CPciSlotMap 2:2 3:4 4:9 5:17", "CSMBios 4:5",
+            "CSystemAdapter 2:1 3:3", "CSystemDeviceScan 1:1 2:3 3:14 4:2", "CSystemVolume 3:3",
+            "GetPciConfigSpace 5:3", "PciSlotData 5:21", "[00] 5:1", "[01] 5:1"}));
+    for (const std::string& path :
+         {std::string(paths::kSmbiosTable), std::string(paths::kMemoryDevice),
+          std::string(paths::kProcBusPci) + "/04"}) {
+        Remove(path);
+    }
 }
 
 // Who has the access keeps everyone else out: a scan until its time-out, getters for 90 seconds.
