@@ -37,7 +37,9 @@ extern "C" int ioctl(int, unsigned long request, ...) noexcept {
     va_start(arguments, request);
     auto* const command = request == SG_IO ? va_arg(arguments, sg_io_hdr_t*) : nullptr;
     va_end(arguments);
-    if (command == nullptr || command->cmdp[0] != 0x12) {
+    // 252 bytes: even, and not too many for any drive.
+    if (command == nullptr || command->cmdp[0] != 0x12 || command->cmdp[1] != 1 ||
+        command->cmdp[4] != 252 || command->dxfer_len != 252) {
         return -1;
     }
     ++questions;
@@ -360,6 +362,9 @@ TEST_F(Drives, DeadDriveUsesUpTheTimeOfTheOthers) {
     driveRevival.count_down();
     options.Size = 24;  // a record from before this limit
     EXPECT_EQ(EffectiveScanOptions(&options).DrivesLimitMs, 10000U);
+    EXPECT_EQ(EffectiveScanOptions(nullptr).InquiryLimitMs, 2000U);
+    EXPECT_EQ(EffectiveScanOptions(nullptr).VolumeLimitMs, 2000U);
+    EXPECT_EQ(EffectiveScanOptions(nullptr).VolumesLimitMs, 10000U);
     ASSERT_TRUE(CSystemDrive::ScanSystemDrives(drives, &options));
     EXPECT_TRUE(drives[3].m_Serial.IsKnown());
 }

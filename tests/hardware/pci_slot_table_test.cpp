@@ -171,6 +171,21 @@ TEST(PciBusNames, AreTakenOnlyWhole) {
     EXPECT_EQ(pci_bus_names::ParseDevice("1f.7").value().Number, 31);
 }
 
+TEST(PciAddress, IsReadFromItsTextAndNoOther) {
+    for (const char* const text : {"0000:00:00.0", "ffff:ff:1f.7", "0001:0a:10.3"}) {
+        EXPECT_EQ(CPciAddress::Parse(text).value().ToString(), text);
+    }
+    EXPECT_EQ(CPciAddress::Parse("0000ABcd:0A:00.0"), CPciAddress(0xABCD, 10, 0, 0));
+    for (const char* const text :
+         {"0000:00:20.0", "0000:00:00.8", "00010000:00:00.0", "000:00:00.0", "0000:0:00.0",
+          "0000:00:0.0", "0000:00:00.00", "0000:00:00.", "0000:00:00", "0000:00-00.0",
+          "000000000:00:00.0", "0000:00:00.0 ", " 0000:00:00.0", "0000:g0:00.0", ""}) {
+        EXPECT_FALSE(CPciAddress::Parse(text)) << text;
+    }
+    EXPECT_LT(CPciAddress(0, 1, 2, 3), CPciAddress(0, 1, 3, 0));
+    EXPECT_FALSE(CPciAddress(0, 1, 2, 3) < CPciAddress(0, 1, 2, 3));
+}
+
 // "1/0.1": sub-class 1, with names of their own for the programming interfaces 0 and 1.
 std::string NamedSubClasses(unsigned int baseClass) {
     CPciCommonConfigHeader header;

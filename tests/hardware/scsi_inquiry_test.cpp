@@ -60,7 +60,13 @@ TEST(ScsiInquiry, WorldWideNameIsTheLongestNaaOfTheUnit) {
 }
 
 TEST(ScsiInquiry, StandardDataEndAtTheirLength) {
-    std::string data = "\x05\x80\x06\x02\x1f\0\0\0VENDOR  PRODUCT NAME    1.0 "s;
+    std::string data = "\x65\x80\x06\x02\x1f\0\0\0VENDOR  PRODUCT NAME    1.0 "s;
+    EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->DeviceType, 5);
+    EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->Qualifier, 3);
+    EXPECT_TRUE(scsi::ParseStandardInquiry(CByteView(data))->IsRemovable);
+    EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->Version, 6);
+    EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->Revision, "1.0");
+    EXPECT_FALSE(scsi::ParseStandardInquiry(CByteView(std::string_view(data).substr(0, 4))));
     EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->Product, "PRODUCT NAME");
     data[4] = 19;  // up to byte 23
     EXPECT_EQ(scsi::ParseStandardInquiry(CByteView(data))->Vendor, "VENDOR");

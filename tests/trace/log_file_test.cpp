@@ -1,6 +1,8 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
+
 #include "tests/support/cancelled_thread.h"
 #include "tests/support/files.h"
 #include "tests/support/syslog_catcher.h"
@@ -31,6 +33,27 @@ TEST_F(LogFile, HoldsOneHeaderAndOneClosingNewlinePerEntry) {
     debug.PrintAlways(0, "%d%%", 5);
     EXPECT_EQ(Texts(kLogFile), (Strings{"kept", "abc", "", "two", "", "5%"}));
     EXPECT_EQ(Lines(ReadFile(kLogFile))[4], "lines");
+}
+
+// " [thread]     4312 KB !zentd": what the process has at that moment.
+TEST_F(LogFile, MemoryColumnFollowsTheProcess) {
+    Configure("[zentd]\nMemoryTracesFlag=1\n");
+    CDebug& debug = Start();
+    debug.PrintAlways("before");
+    {
+        constexpr std::size_t kBytes = 64U << 20U;
+        const std::string block(kBytes, 'x');
+        debug.PrintAlways("%.1s", block.c_str());
+    }
+    debug.PrintAlways("after");
+    std::vector<long> kilobytes;
+    for (const std::string& line : Lines(ReadFile(kLogFile))) {
+        kilobytes.push_back(std::strtol(line.substr(line.find(']') + 1).c_str(), nullptr, 10));
+    }
+    ASSERT_EQ(kilobytes.size(), 3U);
+    EXPECT_GT(kilobytes[0], 100);
+    EXPECT_GT(kilobytes[1], kilobytes[0] + 60000);
+    EXPECT_LT(kilobytes[2], kilobytes[1] - 60000);
 }
 
 TEST_F(LogFile, WrapsBehindTheStartUpPartAfterTheWriteThatExceedsTheLimit) {
