@@ -71,6 +71,7 @@ bool IsFree(const char* path) {
 
 TEST_F(CFileLockTest, MakesDirectoriesAndFileAndRemovesTheFile) {
     const mode_t previous = umask(0);
+    const int unused = CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get();
     {
         CFileLock lock;
         ASSERT_TRUE(lock.Lock("/tmp/locks/first", "zentd", 0));
@@ -88,6 +89,7 @@ TEST_F(CFileLockTest, MakesDirectoriesAndFileAndRemovesTheFile) {
         }
     }
     EXPECT_FALSE(Exists(kFile));
+    EXPECT_EQ(CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get(), unused) << "all are closed";
 }
 
 TEST_F(CFileLockTest, TakesOverAFileOfADeadProcess) {
