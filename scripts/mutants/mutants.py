@@ -111,7 +111,7 @@ class Run:
             seconds = round(time.monotonic() - started, 1)
             entry = {"order": mutation.order, "file": mutation.file, "line": mutation.line, "kind": mutation.kind,
                      "old": mutation.old, "new": mutation.new, "result": result, "test": test, "how": how,
-                     "seconds": seconds}
+                     "scope": "own" if self.options.own else "all", "seconds": seconds}
             self.results.add(entry)
             with self.lock:
                 self.taken.discard(mutation.order)
@@ -135,6 +135,7 @@ class Run:
             if word == "survived":
                 why = known.get((mutation.file, text, short(mutation.new)))
                 survivors.append((mutation, text, why))
+                table["all"]["own tests only"] += entry.get("scope") == "own"
                 word = "equivalent" if why else word
             for name in (folder_of(mutation), "all"):
                 table[name].update([word, "tried", entry["how"]])
@@ -143,6 +144,8 @@ class Run:
             share = 100 * row["noticed"] / max(row["tried"], 1)
             print(f"{name:10} {row['tried']:6} {row['noticed']:8} {row['hang']:8} {row['survived']:9} "
                   f"{row['equivalent']:11} {share:6.1f}%")
+        if table["all"]["own tests only"]:
+            print(f"{table['all']['own tests only']} of those that survived were tried with the tests of their folder only")
         for mutation, text, why in sorted(survivors, key=lambda s: (s[2] or "", s[0].file, s[0].line)):
             print(f"{'equivalent' if why else 'SURVIVED'}  {mutation.file}:{mutation.line}: {mutation.kind} "
                   f"{short(mutation.old)} -> {short(mutation.new)}\n    {text}" + (f"\n    {why}" if why else ""))

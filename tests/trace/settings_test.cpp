@@ -112,10 +112,15 @@ TEST_F(Settings, CommandLineGoesToLogAndRing) {
     char name[] = "morla";
     char option[] = "-n %s";
     char* argv[] = {name, option, nullptr};
-    debug.SetMainParams(2, argv);
-    const std::vector<std::string> expected{"zentd Command Line Options:", "argv[0] = \"morla\"",
-                                            "argv[1] = \"-n %s\""};
+    debug.SetMainParams(0, argv);  // nothing to tell
+    debug.SetMainParams(1, argv);
+    std::vector<std::string> expected{"zentd Command Line Options:", "argv[0] = \"morla\""};
     EXPECT_EQ(Texts(kLogFile), expected);
+    debug.SetMainParams(2, argv);
+    expected.emplace_back("argv[1] = \"-n %s\"");
+    std::vector<std::string> log = Texts(kLogFile);
+    log.erase(log.begin(), log.begin() + 2);
+    EXPECT_EQ(log, expected);
     EXPECT_EQ(NewestEntry(ReadFile(kInitRing)), expected.back());
     debug.SetApplInitDone();
     auto header = Texts(kActiveRing);
