@@ -211,3 +211,13 @@ TEST_F(CFileLockTest, FailsWhereTheFileCannotBe) {
     EXPECT_EQ(LockDirectory("/"), "/");
     Remove("/zentd.lock");
 }
+
+TEST_F(CFileLockTest, TracesEachStepAtItsLevel) {
+    EXPECT_EQ(LinesByLevel([] {
+                  CFileLock lock;
+                  EXPECT_TRUE(lock.Lock(kPath, "zentd", 0));
+                  EXPECT_FALSE(CFileLock().Lock(kPath, "zentd", 0));
+                  EXPECT_FALSE(CFileLock().Lock("relative/zentd", "zentd", 0));
+              }),
+              std::vector<std::string>{"CFileLock 1:1 3:15 5:4"});
+}

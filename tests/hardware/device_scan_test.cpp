@@ -177,14 +177,14 @@ TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
         CPciSlotData function;
         (void)machine.GetPciSlotData(function, 0x1521, 0x8086, 7, 0x8086);
     };
-    EXPECT_EQ(
-        LinesByLevel(scan),
-        (std::vector<std::string>{
-            " 2:1", "## 1:2", "BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1",
-            "CDataStream 1:1 5:1", "CDeviceBios 4:2", "CDeviceBiosBase 1:1 4:5", "CDeviceBusIo 5:2",
-            "CPciConfigList 2:1 3:14 4:5", "CPciSlotMap 1:6 4:2", "CSMBios 1:3 2:1 3:1 4:3",
-            "CSystemAdapter 2:1 3:2", "CSystemDeviceScan 1:1 2:3 3:12 4:2", "CSystemVolume 3:3",
-            "GetPciConfigSpace 5:2", "SMBiosTableFromMemory 2:2 3:2 4:4 5:6"}));
+    EXPECT_EQ(LinesByLevel(scan),
+              (std::vector<std::string>{
+                  " 2:1", "## 1:2", "BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1",
+                  "CDataStream 1:1 5:1", "CDeviceBios 4:2", "CDeviceBiosBase 1:1 4:5",
+                  "CDeviceBusIo 5:2", "CPciConfigList 2:1 3:14 4:5", "CPciIds 2:1",
+                  "CPciSlotMap 1:6 4:2", "CSMBios 1:3 2:1 3:1 4:3", "CSystemAdapter 2:1 3:2",
+                  "CSystemDeviceScan 1:1 2:3 3:12 4:2", "CSystemVolume 3:3",
+                  "GetPciConfigSpace 5:2", "SMBiosTableFromMemory 2:2 3:2 4:4 5:6"}));
     WriteFile(paths::kSmbiosEntryPoint, smbios_bytes::EntryPoint30(0, 0));
     WriteFile(paths::kSmbiosTable,
               pci_bytes::SystemSlot({0, 0, 5, 6, 4}) + pci_bytes::SystemSlot({4, 0, 6, 0xA5, 3}));
@@ -193,14 +193,14 @@ TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
     memory.replace(0xF1230, table.size(), table);
     WriteFile(paths::kMemoryDevice, memory);
     Add("04", "00.0", pci_bytes::Function(0x8086, 5));  // a bridge to bus 5
-    EXPECT_EQ(
-        LinesByLevel(scan),
-        (std::vector<std::string>{
-            " 2:1 4:2 5:2", "09 5:2", "BuildStructureList 4:4 6:2", "CBiosTables 2:1 5:2",
-            "CDataStream 3:2 5:2", "CDeviceBios 3:1 4:1", "CDeviceBiosBase 4:4", "CDeviceBusIo 5:3",
-            "CPciConfigList 2:1 3:18 4:5", "CPciSlotMap 2:2 3:4 4:9 5:17", "CSMBios 4:5",
-            "CSystemAdapter 2:1 3:3", "CSystemDeviceScan 1:1 2:3 3:14 4:2", "CSystemVolume 3:3",
-            "GetPciConfigSpace 5:3", "PciSlotData 5:21", "[00] 5:1", "[01] 5:1"}));
+    EXPECT_EQ(LinesByLevel(scan),
+              (std::vector<std::string>{
+                  " 2:1 4:2 5:2", "09 5:2", "BuildStructureList 4:4 6:2", "CBiosTables 2:1 5:2",
+                  "CDataStream 3:2 5:2", "CDeviceBios 3:1 4:1", "CDeviceBiosBase 4:4",
+                  "CDeviceBusIo 5:3", "CPciConfigList 2:1 3:18 4:5", "CPciIds 2:1",
+                  "CPciSlotMap 2:2 3:4 4:9 5:17", "CSMBios 4:5", "CSystemAdapter 2:1 3:3",
+                  "CSystemDeviceScan 1:1 2:3 3:14 4:2", "CSystemVolume 3:3",
+                  "GetPciConfigSpace 5:3", "PciSlotData 5:21", "[00] 5:1", "[01] 5:1"}));
     for (const std::string& path :
          {std::string(paths::kSmbiosTable), std::string(paths::kMemoryDevice),
           std::string(paths::kProcBusPci) + "/04"}) {
