@@ -62,6 +62,12 @@ TEST(Text, OfUnknownContentIsSafeOnATerminalAndWholeInJson) {
         ASSERT_TRUE(json_text::GetText(json_text::Json::parse(dump), "name", text));
         EXPECT_EQ(text, row.Text);
     }
+    std::string bytes;
+    EXPECT_TRUE(text::ParseHex("0aFf", bytes));
+    for (const char* const odd : {"0", "0a0", "g0", "0g", "0 "}) {
+        EXPECT_FALSE(text::ParseHex(odd, bytes)) << odd;
+    }
+    EXPECT_EQ(bytes, "\x0A\xFF");
     EXPECT_EQ(text::ReplaceMalformed("\xC3\xA4\x9B\xE2\x82z\xC3"),
               "\xC3\xA4\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD");
     for (const char* json : {"{}", R"({"name":1})", R"({"name_hex":"0"})", R"({"name_hex":"0g"})",
