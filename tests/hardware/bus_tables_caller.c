@@ -21,6 +21,8 @@ static int CheckPci(void) {
     const struct _QalbPciSlot* const row = &table->Rows[0];
     CHECK(row->Bus == 3 && row->Device == 0 && row->Function == 1 && row->SlotNumber == -1);
     CHECK(row->VendorId == 0x7FFF && row->DeviceId == 0x1533 && row->SubsystemVendorId == 0x103C);
+    CHECK(row->Revision == 3 && row->Interface == 2 && row->SubClass == 1 && row->BaseClass == 5);
+    CHECK(row->HeaderType == 0x80 && row->SubsystemId == 0xA1 && row->Segment == 0);
     CHECK(strcmp(row->Name, "Our card") == 0 && strcmp(row->SlotDesignation, "") == 0);
     QalbBusFree(table);
     return 0;

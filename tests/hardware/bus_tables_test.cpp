@@ -20,6 +20,8 @@ TEST(BusTables, AreReadFromC) {
     EXPECT_EQ(CheckMissingSources(), 0) << "line of bus_tables_caller.c";
     std::string header(64, '\0');
     header.replace(0, 4, "\xFF\x7F\x33\x15");
+    header.replace(0x08, 4, "\x03\x02\x01\x05");
+    header[0x0E] = static_cast<char>(0x80);
     header.replace(0x2C, 4, "\x3C\x10\xA1\x00", 4);
     WriteFile(std::string(paths::kProcBusPci) + "/03/00.1", header);
     WriteFile(paths::kAdapterNames, "[7fff:1533:103c:00a1]\nName=Our card\n");

@@ -41,6 +41,28 @@ TEST(EntryHeader, HoldsTimeThreadMemoryAndPaddedName) {
     }
 }
 
+TEST(LastHeader, IsRepeatedForItsThreadWithinItsSecondOnly) {
+    trace::CLastHeader last;
+    const auto write = [&last](std::string_view time) {
+        return std::string(last.Write({100, 42'000'000}, {.Time = time,
+                                                          .ThreadId = 7,
+                                                          .Source = "zentd",
+                                                          .HasMemory = false,
+                                                          .ResidentKilobytes = 0}));
+    };
+    EXPECT_EQ(last.Repeat({0, 0}, 0), "");
+    const std::string text = write("2024-03-07 14:05:09.042");
+    EXPECT_EQ(last.Repeat({100, 999'999'999}, 7),
+              "2024-03-07 14:05:09.999" + text.substr(text.find(' ', 20)));
+    EXPECT_EQ(last.Repeat({101, 0}, 7), "");
+    EXPECT_EQ(last.Repeat({100, 0}, 8), "");
+    EXPECT_EQ(last.Repeat({100, 42'000'000}, 7), text);
+    last.Forget();
+    EXPECT_EQ(last.Repeat({100, 0}, 7), "");
+    write("yyyy-mm-dd hh:mm:ss.mmm");  // a time that cannot be told
+    EXPECT_EQ(last.Repeat({100, 0}, 7), "");
+}
+
 // A zone written out as a rule, so that the test needs no zone files.
 TEST(EntryClock, FollowsDaylightSavingAndClockSteps) {
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
