@@ -239,7 +239,7 @@ std::optional<FoundMarker> FindEndMarker(const CTraceBytes& bytes, std::uint64_t
     std::uint64_t base = from;
     while (base < to) {
         bytes.Read(base, step, block);
-        const auto found = FindMarkerIn(bytes, {block, base, from, to}, lastEntry);
+        auto found = FindMarkerIn(bytes, {block, base, from, to}, lastEntry);
         if (found && found->IsSure) {
             return found;
         }

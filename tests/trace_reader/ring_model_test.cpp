@@ -48,7 +48,7 @@ void Follow(std::uint64_t seed, Seen& seen) {
 TEST(RingModel, AFollowerShowsNoTornEntryAndTellsOfEveryLoss) {
     const char* const wish = std::getenv("MORLA_MODEL_SEEDS");
     std::uint64_t first = 1;
-    std::uint64_t count = 60;
+    std::uint64_t count = 20;
     if (wish != nullptr) {
         char* end = nullptr;
         first = std::strtoull(wish, &end, 10);
