@@ -351,6 +351,15 @@ traces() {
     ring 12 /tmp/log.zentd_a one two three four
     { entry 12 one; entry 12 two; } >/tmp/log.zentd
     expect 0 "$(entry 12 three; entry 12 four)" trace --last 2 /tmp/log.zentd_a /tmp/log.zentd
+    # A packed file, whole and cut; what a header records.
+    printf '\037\213\010\000\000\000\000\000\002\003\063\062\060\062\321\065\060\326\065\060\127\060\064\261\062\060\265\062\064\320\063\060\061\122\210\066\060\160\063\165\064\167\066\210\125\250\112\315\053\111\121\200\201\202\304\344\354\324\024\056\000\225\125\246\062\070\000\000\000' >/tmp/packed.gz
+    expect 0 "$(entry 10 packed)" trace /tmp/packed.gz
+    head -c 30 /tmp/packed.gz >/tmp/cut.gz
+    expect 1 '' trace /tmp/cut.gz
+    { entry 10 'Internal Debug values      :'; entry 10 'Trace Level                : 3'; entry 10 '# End of header.'; } \
+        >/tmp/header.log
+    prints '^    Trace Level  *3$' trace --header /tmp/header.log
+    prints '"Trace Level":"3"' trace --header --json /tmp/header.log
     printf 'cut' >>"$folder/log.zentd"
     chmod 600 "$folder/log.zentd"
     expect 1 "$folder/log.zentd: damage at offset 168: the last line is cut
