@@ -168,6 +168,12 @@ TEST_F(RegistryHandle, ReadsTextsIntoBuffers) {
             EXPECT_EQ(text, "abcde");
             EXPECT_STREQ(key.GetValue(name), "abcde");
         }
+        std::string text;
+        ASSERT_EQ(key.SetValue("literal", "%REGISTRY_TEST%"), 0);
+        EXPECT_EQ(key.QueryValue(text, "literal"), 0);
+        EXPECT_EQ(text, "%REGISTRY_TEST%") << "not of the type that is expanded";
+        EXPECT_STREQ(key.GetValue("literal"), "%REGISTRY_TEST%");
+        EXPECT_STREQ(key.GetValue("vars"), "abcde");
         EXPECT_EQ(key.ValueType(), kRegExpandSz);
         EXPECT_EQ(key.ValueSize(), 5U) << "an expanded text counts without its terminator";
         EXPECT_EQ(key.GetValueSize("vars"), 16);
