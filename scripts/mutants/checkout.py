@@ -13,7 +13,8 @@ from pathlib import Path
 
 FOLDERS = ["base", "trace", "daemon", "os", "hardware"]
 # What these look at is not the code that is mutated (or, sdk_end_to_end, they build for longer than all others run).
-LEFT_OUT = {"abi_gate", "house_rules", "man_pages", "run_level_note", "sdk_end_to_end", "sdk_headers", "service_exposure"}
+LEFT_OUT = {"abi_gate", "house_rules", "man_pages", "run_level_note", "sdk_end_to_end", "sdk_headers",
+            "service_exposure"}
 MEMORY = 6 << 30  # bytes of one process: a mutant must not take the machine
 
 

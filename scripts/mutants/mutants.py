@@ -65,6 +65,10 @@ def drawn(folders, seed):
     return sorted(mutations, key=lambda mutation: mutation.order)
 
 
+def text_of(mutation):
+    return (ROOT / mutation.file).read_text().splitlines()[mutation.line - 1].strip()
+
+
 def folder_of(mutation):
     return mutation.file.split("/", maxsplit=1)[0]
 
@@ -76,7 +80,9 @@ class Run:
         self.mutations = drawn(options.folders or FOLDERS, options.seed)
         self.lock = threading.Lock()
         self.taken = set()
-        self.again = [mutation for mutation, entry in self.counted() if entry["result"] == "survived"]
+        known = known_equivalents()
+        self.again = [mutation for mutation, entry in self.counted() if entry["result"] == "survived"
+                      and (mutation.file, text_of(mutation), short(mutation.new)) not in known]
 
     def counted(self):
         """The first mutants of the draw that count, as many as the sample has."""
@@ -131,21 +137,23 @@ class Run:
         known, survivors = known_equivalents(), []
         for mutation, entry in self.counted():
             word = entry["result"]
-            text = (ROOT / mutation.file).read_text().splitlines()[mutation.line - 1].strip()
+            text = text_of(mutation)
             if word == "survived":
                 why = known.get((mutation.file, text, short(mutation.new)))
                 survivors.append((mutation, text, why))
-                table["all"]["own tests only"] += entry.get("scope") == "own"
+                table["all"]["own tests only"] += why is None and entry.get("scope") != "all"
                 word = "equivalent" if why else word
             for name in (folder_of(mutation), "all"):
                 table[name].update([word, "tried", entry["how"]])
-        print(f"\n{'folder':10} {'tried':>6} {'noticed':>8} {'by hang':>8} {'survived':>9} {'equivalent':>11} {'share':>7}")
+        print(f"\n{'folder':10} {'tried':>6} {'noticed':>8} {'by hang':>8} {'survived':>9} {'equivalent':>11}"
+              f" {'share':>7}")
         for name, row in table.items():
             share = 100 * row["noticed"] / max(row["tried"], 1)
             print(f"{name:10} {row['tried']:6} {row['noticed']:8} {row['hang']:8} {row['survived']:9} "
                   f"{row['equivalent']:11} {share:6.1f}%")
         if table["all"]["own tests only"]:
-            print(f"{table['all']['own tests only']} of those that survived were tried with the tests of their folder only")
+            print(f"{table['all']['own tests only']} of those that survived were tried with the tests of their folder"
+                  " only")
         for mutation, text, why in sorted(survivors, key=lambda s: (s[2] or "", s[0].file, s[0].line)):
             print(f"{'equivalent' if why else 'SURVIVED'}  {mutation.file}:{mutation.line}: {mutation.kind} "
                   f"{short(mutation.old)} -> {short(mutation.new)}\n    {text}" + (f"\n    {why}" if why else ""))
@@ -164,7 +172,7 @@ def main():
     parser.add_argument("--jobs", type=int, default=2, help="copies of the checkout that are worked in (2)")
     parser.add_argument("--again", action="store_true", help="try those again that survived")
     parser.add_argument("--own", action="store_true",
-                        help="with the tests of the mutant's folder alone; later, --again tries all of them on survivors")
+                        help="with the tests of the mutant's folder alone; --again tries all of them on survivors")
     parser.add_argument("--report", action="store_true", help="only print what is known")
     options = parser.parse_args()
     if unknown := set(options.folders) - set(FOLDERS):
