@@ -138,8 +138,7 @@ TEST(Judges, SayWhatIsWrongAndNothingElse) {
              f.Lock.File.Uid = 9;
              f.PidFile.File.Error = ENOENT;
          },
-         "error: /var/lock/zentd.lock belongs to user 9; the kernel may forbid root to take it "
-         "over\n"},
+         "error: /var/lock/zentd.lock belongs to user 9; the daemon does not take it over\n"},
         {[](Facts& f) { f.PidFile.File.Error = ENOENT; },
          "warning: /var/run/zentd.pid is not there although the daemon runs: it is still starting, "
          "or could not write the file\n"},

@@ -64,28 +64,30 @@ std::string WrapText(const TraceFile& file) {
     return file.Ring.IsWrapped ? "at least 1" : "0";
 }
 
+// The time of day, with milliseconds where rows are less than a second apart.
+std::string ClockText(std::int64_t milliseconds, bool isFine) {
+    constexpr std::int64_t kDay = 86'400'000;
+    const auto time = static_cast<int>(milliseconds % kDay);
+    char text[32];
+    (void)std::snprintf(static_cast<char*>(text), sizeof text, "%02d:%02d:%02d.%03d",
+                        time / 3'600'000, time / 60'000 % 60, time / 1000 % 60, time % 1000);
+    return {static_cast<char*>(text), isFine ? 12U : 8U};
+}
+
 void PrintTimeline(const TraceStatistics& statistics) {
     constexpr std::uint64_t kBarWidth = 50;
     const std::uint64_t most =
         *std::max_element(statistics.Timeline.begin(), statistics.Timeline.end());
     const auto first = trace_reader::Milliseconds(statistics.First).value_or(0);
-    const double span = statistics.Seconds();
-    PrintLine("  entries over time (a row is " +
-              Fixed(span / static_cast<double>(statistics.Timeline.size()), 3) + " s)");
+    const double row = statistics.Seconds() / static_cast<double>(statistics.Timeline.size());
+    PrintLine("  entries over time (a row is " + Fixed(row, 3) + " s)");
     for (std::size_t i = 0; i < statistics.Timeline.size(); ++i) {
         const std::uint64_t count = statistics.Timeline[i];
         const std::size_t width = most == 0 ? 0 : (count * kBarWidth + most - 1) / most;
         std::string number = std::to_string(count);
         number.insert(0, number.size() < 9 ? 9 - number.size() : 0, ' ');
-        const auto seconds = (first / 1000 + static_cast<std::int64_t>(
-                                                 span * static_cast<double>(i) /
-                                                 static_cast<double>(statistics.Timeline.size()))) %
-                             86400;
-        char clock[16];
-        (void)std::snprintf(static_cast<char*>(clock), sizeof clock, "%02d:%02d:%02d",
-                            static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60 % 60),
-                            static_cast<int>(seconds % 60));
-        PrintLine("  " + std::string(static_cast<char*>(clock)) + number + " " +
+        const auto begin = static_cast<std::int64_t>(row * 1000 * static_cast<double>(i));
+        PrintLine("  " + ClockText(first + begin, row < 1) + number + (width != 0 ? " " : "") +
                   std::string(width, '#'));
     }
 }
@@ -186,6 +188,9 @@ int ReportTraceStatistics(const std::vector<TraceFile>& files, bool asJson) {
     const bool withChart = isatty(STDOUT_FILENO) != 0;
     for (const TraceFile& file : files) {
         const TraceStatistics statistics = trace_reader::CountEntries(file, kTimelineParts);
+        if (statistics.Entries == 0) {
+            Warn(file.Path + ": no entry in it; is it a trace?");
+        }
         if (asJson) {
             PrintLine(StatisticsJson(file, statistics).dump(-1, ' ', true));
         } else {

@@ -1,6 +1,7 @@
 #include "tools/trace/sources.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -29,6 +30,9 @@ int FindTraceFiles(const std::vector<std::string>& names, std::vector<std::strin
             continue;
         }
         const auto found = trace_reader::ListTraceFiles(name, kTracedApplication);
+        if (found.empty() && access(name.c_str(), R_OK | X_OK) != 0) {
+            return Fail(kFailure, "cannot read folder " + name + ": " + CErrorText(errno).Get());
+        }
         if (found.empty()) {
             return Fail(kNotFound, "there are no trace files in " + name);
         }
