@@ -18,15 +18,18 @@ struct MallocDeleter {
     void operator()(char* text) const { std::free(text); }
 };
 
-bool IsWritableByOthers(const struct stat& status) {
-    return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+// Whether others can replace what the path leads to from here: not root's file in a sticky folder
+// on the way, such as /tmp.
+bool IsWritableByOthers(const struct stat& status, bool isOnTheWay) {
+    const bool isHeld = isOnTheWay && S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
+    return !isHeld && (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
 }
 
-const char* Problem(const struct stat& status) {
+const char* Problem(const struct stat& status, bool isOnTheWay) {
     if (status.st_uid != 0) {
         return "does not belong to root";
     }
-    return IsWritableByOthers(status) ? "can be written by group or others" : nullptr;
+    return IsWritableByOthers(status, isOnTheWay) ? "can be written by group or others" : nullptr;
 }
 
 // Steps into `name` below the directory `at`, which the step replaces.
@@ -85,7 +88,8 @@ int ResolveTrustedPath(const std::string& path, PathKind kind, std::string& reso
     struct stat last {};
     const auto look = [&](const std::string& place, int stepError, const struct stat& status) {
         const CErrorText text(stepError);
-        const char* const why = stepError != 0 ? text.Get() : Problem(status);
+        const bool isOnTheWay = place.size() < resolved.size();
+        const char* const why = stepError != 0 ? text.Get() : Problem(status, isOnTheWay);
         last = status;
         if (why == nullptr) {
             return 0;
@@ -112,7 +116,7 @@ int FindPathProblems(const std::string& path, PathProblems& problems) {
         if (stepError == 0 && status.st_uid != 0) {
             problems.OtherOwner.push_back(place);
         }
-        if (stepError == 0 && IsWritableByOthers(status)) {
+        if (stepError == 0 && IsWritableByOthers(status, place.size() < resolved.size())) {
             problems.WritableByOthers.push_back(place);
         }
         return stepError;

@@ -8,7 +8,8 @@
 enum class PathKind : std::uint8_t { kRegularFile, kDirectory };
 
 // Resolves the links in `path` and looks at the result and at every directory above it: all must
-// belong to root and be writable by their owner only, and the last must be of the given kind.
+// belong to root and be writable by their owner only, and the last must be of the given kind. A
+// directory on the way that others can write is in order when it is sticky, as /tmp is.
 // Returns 0 with the path free of links in `resolved`; or an errno number (of the call that failed,
 // EPERM for owner or mode, EINVAL for the kind) with the place at fault and why in `problem`.
 //

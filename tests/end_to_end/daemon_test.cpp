@@ -54,6 +54,10 @@ TEST_F(CDaemonTest, RunsInTheBackgroundUntilTheSystemReboots) {
     EXPECT_EQ(status.st_mode & 07777U, 0640U);
 
     Lines start = DaemonTexts(kInitRing);
+    // Who can write the folders above this checkout is not the daemon's doing.
+    std::erase_if(start, [](const std::string& line) {
+        return line.starts_with("ZENTD-MAIN: ## WARNING! switch library ");
+    });
     ASSERT_GE(start.size(), 3U);
     EXPECT_TRUE(IsBanner(start[2])) << start[2];
     start.erase(start.begin() + 2);

@@ -55,13 +55,13 @@ TEST_F(ModuleTrust, FollowsLinksAndLooksAtTheWayToTheirEnd) {
     const std::string link = std::string(kDirectory) + "/alpha.so";
     const std::string open = "/var/lib/open";
     MakeDirectories(open);
-    chmod(open.c_str(), 01777);
+    chmod(open.c_str(), 0777);
     ASSERT_EQ(rename(file.c_str(), (open + "/alpha").c_str()), 0);
     ASSERT_EQ(symlink((open + "/alpha").c_str(), link.c_str()), 0);
     EXPECT_TRUE(Load());
     ExpectRefusal(open + ": can be written by group or others");
     EXPECT_TRUE(m_Switch->UnloadModules(0));
-    chmod(open.c_str(), 0755);
+    chmod(open.c_str(), 01777);  // sticky: nobody else can replace root's file there
     EXPECT_TRUE(Load());
     EXPECT_EQ(TextsWith("alpha: created").size(), 1U);
 }
