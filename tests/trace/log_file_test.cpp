@@ -42,8 +42,11 @@ TEST_F(LogFile, MemoryColumnFollowsTheProcess) {
     debug.PrintAlways("before");
     {
         constexpr std::size_t kBytes = 64U << 20U;
-        const std::string block(kBytes, 'x');
-        debug.PrintAlways("%.1s", block.c_str());
+        void* const block = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE,
+                                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+        ASSERT_NE(block, MAP_FAILED);
+        debug.PrintAlways("with it");
+        munmap(block, kBytes);
     }
     debug.PrintAlways("after");
     std::vector<long> kilobytes;
