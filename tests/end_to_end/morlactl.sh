@@ -364,6 +364,8 @@ traces() {
     chmod 600 "$folder/log.zentd"
     expect 1 "$folder/log.zentd: damage at offset 168: the last line is cut
 $folder/log.zentd: log file, damaged" trace check
+    expect 1 '{"file":"'"$folder"'/log.zentd","findings":[{"kind":"damage","offset":168,"what":"the last line is cut"}],"intact":false}' \
+        trace check --json
     for ((i = 0; i < 20000; i++)); do entry 13 many; done >"$folder/log.zentd"
     "$morlactl" trace 2>&1 | head -n 1 >/dev/null
     same 'exit code when the reader has gone' $? 0

@@ -142,4 +142,33 @@ TEST(Terminal, ShowsATraceThroughThePagerThatThereIs) {
     Remove(folder);
 }
 
+// Twenty rows of 0.1 s; the busiest one has the longest bar, and the names that are most frequent
+// are told.
+TEST(Terminal, DrawsWhenATraceWasBusy) {
+    const std::string file = testing::TempDir() + "morla-chart-" + std::to_string(getpid());
+    std::string trace;
+    for (int i = 0; i < 15; ++i) {
+        trace +=
+            "2024-03-07 14:05:10.042 [00F5A7C0] source" + std::to_string(100 + i) + "     text\n";
+    }
+    trace +=
+        "2024-03-07 14:05:12.042 [00F5A7C1] source100     text\n"
+        "2024-03-07 14:05:11.500 [00F5A7C1] source100     the clock was set back\n";
+    WriteFile(file, trace);
+    CTerminal terminal;
+    if (!terminal.Open()) {
+        GTEST_SKIP() << "no pseudo-terminals here";
+    }
+    RunMorlactl({"trace", "stat", file}, std::move(terminal.Slave));
+    const std::string seen = ReadAll(terminal.Master.Get());
+    for (const std::string text :
+         {"nothing for 2.000 s from 2024-03-07 14:05:10.042", "the time goes back 1 times",
+          "           3  source100\r\n", "and 3 more",
+          "  14:05:10.042       15 ##################################################\r\n",
+          "  14:05:10.142        0\r\n", "  14:05:11.942        1 ####\r\n"}) {
+        EXPECT_NE(seen.find(text), std::string::npos) << text << seen;
+    }
+    Remove(file);
+}
+
 }  // namespace
