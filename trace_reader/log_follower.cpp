@@ -63,10 +63,12 @@ bool CLogFollower::IsLast(std::string_view entry, std::uint64_t offset) const {
 }
 
 // Reads the file until two readings are the same, so that no write is seen half. A writer that does
-// not even pause for that is taken as it is after some looks. False: look again.
+// not even pause for that is taken as it is after some looks, but for its newest entry. False: look
+// again.
 bool CLogFollower::ReadWhole(std::string& text) {
     constexpr int kTries = 5;
     constexpr int kLooks = 20;
+    m_MayBeTorn = false;
     std::string again;
     m_Bytes.Read(0, kWholeMax, text);
     for (int i = 0; i < kTries; ++i) {
@@ -78,7 +80,8 @@ bool CLogFollower::ReadWhole(std::string& text) {
         std::swap(text, again);
     }
     m_Restless = (m_Restless + 1) % kLooks;
-    return m_Restless == 0;
+    m_MayBeTorn = m_Restless == 0;
+    return m_MayBeTorn;
 }
 
 // Gives the newest entry of a file that has wrapped its end. When what was there before it is not
@@ -102,10 +105,10 @@ void CLogFollower::EndNewest(const LogLayout& layout, const std::string& text,
     if (begin == 0 || IsLast(std::string_view(text).substr(begin), begin)) {
         return;
     }
-    if (changed > begin) {
+    if (changed > begin && !m_MayBeTorn) {
         newest.End = std::min(NextLine(text, changed - 1), text.size());
         newest.IsOneLine = false;
-    } else if (heldBack == begin) {
+    } else if (heldBack == begin && !m_MayBeTorn) {
         newest.IsOneLine = true;
     } else {
         m_HeldBack = begin;

@@ -39,6 +39,7 @@ private:
     std::string m_LastBytes;  // empty: nothing was handed over
     std::string m_Before;     // the file at the look before; empty: none, or too large
     std::uint32_t m_CycleBefore = 0;
+    bool m_MayBeTorn = false;      // the file was read while a write went on
     int m_Restless = 0;            // looks in a row at which the file never stood still
     std::uint64_t m_HeldBack = 0;  // the offset of the newest entry whose end was unknown; 0: none
 };
