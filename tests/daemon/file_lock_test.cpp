@@ -180,6 +180,22 @@ TEST_F(CFileLockTest, LocksTheFileThatThePathNames) {
     EXPECT_EQ(ReadFile(kFile), "zentd#" + std::to_string(getpid()));
 }
 
+// Somebody who may write the folder moves the file away each time that it was opened.
+TEST_F(CFileLockTest, GivesUpAFileThatIsMovedAwayEachTime) {
+    int moves = 0;
+    std::function<void()> moveAway = [&] {
+        moves += rename(kFile, "/tmp/locks/deep/away") == 0 ? 1 : 0;
+        g_Meanwhile = moveAway;
+    };
+    g_Meanwhile = moveAway;
+    CFileLock lock;
+    EXPECT_FALSE(lock.Lock(kPath, "zentd", 0));
+    g_Meanwhile = nullptr;
+    EXPECT_EQ(moves, 100);
+    EXPECT_FALSE(Exists(kFile));
+    EXPECT_EQ(ReadFile("/tmp/locks/deep/away"), "") << "what was moved is left alone";
+}
+
 TEST_F(CFileLockTest, FailsWhereTheFileCannotBe) {
     WriteFile("/tmp/locks/file", "");
     const std::string tooLong = "/tmp/locks/" + std::string(200, 'a') + "/" + std::string(99, 'b');
