@@ -109,7 +109,7 @@ def plan_faults(group, listing, limits):
     calls = listing["calls"] if tool_case.has_window(group) else behind_loader(listing["calls"])
     kinds = {}
     for call in calls:
-        if errors.errors_of(call):
+        if errors.errors_of(call) and not (limits["is_instrumented"] and errors.may_be_of_sanitizer(call)):
             kinds.setdefault(call["name"], []).append(call)
     for name, of_kind in kinds.items():
         for call in sample(of_kind, limits["per_kind"]):
@@ -132,15 +132,17 @@ class Run:
         self.missed = 0
 
     def list_calls(self, groups):
-        listings = {group: {} for group in groups}
+        # A sanitizer brings an allocator of its own, which cannot be made to fail from outside.
+        faults = ("list",) if self.limits["is_instrumented"] else ("list", "alloc:0")
+        listings = {group: {"allocations": 0} for group in groups}
         cases = [{"id": f"{group} {fault}", "group": group, "fault": fault}
-                 for group in groups for fault in ("list", "alloc:0")]
+                 for group in groups for fault in faults]
         for answer in self.workers.run(cases):
             group, fault = answer["id"].split(" ")
             listings[group].update({key: answer[key] for key in ("calls", "allocations") if key in answer})
             if answer["problems"]:
                 self.bad.append((group, fault, answer["problems"]))
-        return {group: listing for group, listing in listings.items() if len(listing) == 2}
+        return {group: listing for group, listing in listings.items() if "calls" in listing}
 
     def run_faults(self, groups, killed_groups):
         listings = self.list_calls(list(dict.fromkeys([*groups, *killed_groups])))
@@ -236,7 +238,8 @@ def main():
     if arguments.every:
         limits = dict.fromkeys(limits, sys.maxsize)
     if arguments.quick:
-        limits = QUICK
+        limits = dict(QUICK)
+    limits["is_instrumented"] = load.is_instrumented(arguments.build)
     begin = time.monotonic()
     run = Run(workers, limits)
     groups = [g for g in wanted if g in FAULT_GROUPS]

@@ -13,7 +13,7 @@ RING_BYTES = 6 << 20  # start-up ring, active ring, the packed one
 
 
 def is_instrumented(build):
-    cache = (build / "CMakeCache.txt").read_text()
+    cache = (Path(build) / "CMakeCache.txt").read_text()
     return "\nMORLA_SANITIZE:STRING=\n" not in cache
 
 

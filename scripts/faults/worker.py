@@ -20,6 +20,11 @@ import tool_case
 LIMIT = 10  # seconds
 SECOND_LIMIT = 120  # on a machine that is too busy for the first: what hangs does so for ever
 PATH = "/usr/bin:/usr/sbin:/bin:/sbin"
+REPORT = Path("/tmp/sanitizer")  # the sanitizers' own file; the process's number is added
+# Read by a build with sanitizers only. Leaks are not looked for: that takes the debugger's place, which is the injector's.
+SANITIZERS = {
+    "ASAN_OPTIONS": f"detect_leaks=0:use_sigaltstack=0:detect_stack_use_after_return=1:log_path={REPORT}",
+    "UBSAN_OPTIONS": f"print_stacktrace=1:halt_on_error=1:log_path={REPORT}"}
 NO_FAULT = {"name": "", "text": "", "arguments": ["0x0"] * 4, "error": "", "is_allocation": False}
 
 
@@ -85,7 +90,7 @@ class Worker:
         self.system_log.take()
         command, environment = suite.command(case["group"], self.tools)
         options, more = injector_options(case["fault"])
-        environment = {"PATH": PATH, **environment, **more}
+        environment.update(more)
         if more:
             environment.update({
                 "LD_PRELOAD": self.tools["allocation_faults"], "FAULT_COUNTER": "/tmp/counter",
@@ -106,8 +111,8 @@ class Worker:
     def inject(self, options, command, environment):
         arguments = [self.tools["injector"], "--report=/tmp/report", f"--limit={self.limit}", *options, "--", *command]
         with open("/tmp/stdout", "wb") as out, open("/tmp/stderr", "wb") as error:
-            code = subprocess.run(arguments, stdin=subprocess.DEVNULL, stdout=out, stderr=error, env=environment,
-                                  timeout=self.limit + 30, check=False, cwd="/").returncode
+            code = subprocess.run(arguments, stdin=subprocess.DEVNULL, stdout=out, stderr=error, check=False, cwd="/",
+                                  env={"PATH": PATH, **SANITIZERS, **environment}, timeout=self.limit + 30).returncode
         return parse_report(Path("/tmp/report").read_text(errors="replace")), code
 
     def go_on(self, case, suite, killed):
@@ -118,7 +123,7 @@ class Worker:
         if suite is tool_case:
             command.append("behind-kill")
         answer = self.judge({"id": case["id"], "group": case["group"], "fault": "none"}, suite,
-                            *self.inject(options, command, {"PATH": PATH, **environment}))
+                            *self.inject(options, command, environment))
         answer["problems"] = problems + [f"behind the kill: {problem}" for problem in answer["problems"]]
         return {**answer, "what": killed["injected"], "is_injected": bool(killed["injected"])}
 
@@ -139,6 +144,7 @@ class Worker:
             word, problems = suite.look(case["group"], fault, report, error, self.system_log.take())
         else:
             word, problems = suite.look(case["group"], fault, report, out, error)
+        problems += [path.read_text(errors="replace") for path in REPORT.parent.glob(f"{REPORT.name}.*")]
         if code != 0:
             problems.append(f"the injector ended with {code}: {error}")
         answer = {"id": case["id"], "word": word, "problems": problems, "what": injected,
