@@ -168,6 +168,21 @@ TEST_F(CFileLockTest, LosesToAStartThatWasFaster) {
     }
 }
 
+// One that was faster and gives up at once.
+TEST_F(CFileLockTest, TriesTheLockASecondTime) {
+    CUniqueFd other;
+    g_Meanwhile = [&] {
+        other.Reset(open(kFile, O_RDWR | O_CLOEXEC));
+        ASSERT_EQ(flock(other.Get(), LOCK_EX | LOCK_NB), 0);
+        g_Meanwhile = [&] {
+            other.Reset();
+        };
+    };
+    CFileLock lock;
+    EXPECT_TRUE(lock.Lock(kPath, "zentd", 0));
+    EXPECT_FALSE(IsFree(kFile));
+}
+
 // An instance that ends removes the file between a start's opening and locking it.
 TEST_F(CFileLockTest, LocksTheFileThatThePathNames) {
     WriteFile(kFile, "zentd#4711");

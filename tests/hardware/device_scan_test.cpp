@@ -174,16 +174,18 @@ TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
         (void)machine.FindAdapter(adapter, CPciAddress(0, 5, 1, 0));
         (void)machine.FindAdapter(adapter, CPciAddress(0, 9, 0, 0));
         (void)machine.GetNumberPciBusses();
+        (void)CSystemDeviceScan().GetNumberPciBusses();
+        (void)machine.ScanHardware(CSystemDeviceScan::kScanVolumes, false, kTimeoutMs, nullptr);
         CPciSlotData function;
         (void)machine.GetPciSlotData(function, 0x1521, 0x8086, 7, 0x8086);
     };
     EXPECT_EQ(LinesByLevel(scan),
               (std::vector<std::string>{
-                  " 2:1", "## 1:2", "BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1",
+                  " 2:2", "## 1:2", "BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1",
                   "CDataStream 1:1 5:1", "CDeviceBios 4:2", "CDeviceBiosBase 1:1 4:5",
                   "CDeviceBusIo 5:2", "CPciConfigList 2:1 3:14 4:5", "CPciIds 2:1",
                   "CPciSlotMap 1:6 4:2", "CSMBios 1:3 2:1 3:1 4:3", "CSystemAdapter 2:1 3:2",
-                  "CSystemDeviceScan 1:1 2:3 3:12 4:2", "CSystemVolume 3:3",
+                  "CSystemDeviceScan 1:2 2:6 3:17 4:4", "CSystemVolume 3:6",
                   "GetPciConfigSpace 5:2", "SMBiosTableFromMemory 2:2 3:2 4:4 5:6"}));
     WriteFile(paths::kSmbiosEntryPoint, smbios_bytes::EntryPoint30(0, 0));
     WriteFile(paths::kSmbiosTable,
@@ -195,11 +197,11 @@ TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
     Add("04", "00.0", pci_bytes::Function(0x8086, 5));  // a bridge to bus 5
     EXPECT_EQ(LinesByLevel(scan),
               (std::vector<std::string>{
-                  " 2:1 4:2 5:2", "09 5:2", "BuildStructureList 4:4 6:2", "CBiosTables 2:1 5:2",
+                  " 2:2 4:2 5:2", "09 5:2", "BuildStructureList 4:4 6:2", "CBiosTables 2:1 5:2",
                   "CDataStream 3:2 5:2", "CDeviceBios 3:1 4:1", "CDeviceBiosBase 4:4",
                   "CDeviceBusIo 5:3", "CPciConfigList 2:1 3:18 4:5", "CPciIds 2:1",
                   "CPciSlotMap 2:2 3:4 4:9 5:17", "CSMBios 4:5", "CSystemAdapter 2:1 3:3",
-                  "CSystemDeviceScan 1:1 2:3 3:14 4:2", "CSystemVolume 3:3",
+                  "CSystemDeviceScan 1:2 2:6 3:19 4:4", "CSystemVolume 3:6",
                   "GetPciConfigSpace 5:3", "PciSlotData 5:21", "[00] 5:1", "[01] 5:1"}));
     for (const std::string& path :
          {std::string(paths::kSmbiosTable), std::string(paths::kMemoryDevice),
@@ -238,6 +240,9 @@ TEST_F(CDeviceScanTest, LeavesTheAccessFreeAfterATimeOutDuringACopy) {
     const std::scoped_lock copy(lists);
     std::thread([&] { EXPECT_FALSE(CScanAccess(event, lists).Take(0)); }).join();
     EXPECT_TRUE(event.IsSet());
+    event.Reset();
+    const std::atomic<bool> isGivenUp{false};
+    EXPECT_FALSE(CScanAccess(event, lists).Take(1, &isGivenUp)) << "a limit holds there, too";
 }
 
 TEST_F(CDeviceScanTest, KeepsVolumesFreshUntilStopped) {

@@ -5,9 +5,11 @@
 
 namespace {
 
+using namespace std::string_view_literals;
+
 TEST(MountTable, EntriesHaveFieldsAndDecodedEscapes) {
     struct Row {
-        const char* Line;
+        std::string_view Line;
         mounts::Entry Entry;  // no type: the line is none
     };
     const Row rows[] = {
@@ -16,12 +18,14 @@ TEST(MountTable, EntriesHaveFieldsAndDecodedEscapes) {
         {"\\043x /y\\377 proc", {"#x", "/y\xFF", "proc", ""}},
         // Neither three octal digits, nor a character, nor a NUL.
         {"a\\04 /\\400\\000 t\\ o\\1348", {"a\\04", "/\\400\\000", "t\\", "o\\8"}},
+        {"/dev/sda1 / ext4 rw\0,ro"sv, {"/dev/sda1", "/", "ext4", "rw"}},
         {"# /dev/sda1 / ext4 rw", {}},
         {"/dev/sda1 /only-two ", {}},
     };
     for (const Row& row : rows) {
         const std::string around = "proc /proc proc rw 0 0";
-        const auto entries = mounts::ParseMountTable(around + "\n" + row.Line + "\n" + around);
+        const auto entries =
+            mounts::ParseMountTable(around + "\n" + std::string(row.Line) + "\n" + around);
         ASSERT_EQ(entries.size(), row.Entry.Type.empty() ? 2U : 3U) << row.Line;
         if (entries.size() == 3) {
             EXPECT_EQ(entries[1].Device, row.Entry.Device);

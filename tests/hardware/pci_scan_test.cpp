@@ -79,6 +79,7 @@ TEST_F(PciScan, SkipsWhatIsNoFunction) {
     WriteFunction("00/02.0", Function(0x8086).substr(0, 63));
     WriteFunction("00/03.0.old", Function(0x8086));
     WriteFunction("00/04.0/x", Function(0x8086));
+    WriteFunction("00/05.0", Function(0));
     WriteFunction("10000:00/00.0", Function(0x8086));
     WriteFile(std::string(paths::kProcBusPci) + "/01", "");
     WriteFile(std::string(paths::kProcBusPci) + "/devices", "");
@@ -87,7 +88,7 @@ TEST_F(PciScan, SkipsWhatIsNoFunction) {
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list.begin()->second.m_SlotNumber, CPciSlotData::kNoSlot);
     EXPECT_EQ(TextsWith("16 bits").size(), 1U);
-    EXPECT_EQ(TextsWith("Invalid PCI device").size(), 2U);
+    EXPECT_EQ(TextsWith("Invalid PCI device").size(), 3U);
     EXPECT_EQ(TextsWith("PCI devices detected").at(0),
               "CPciConfigList      : 1 PCI devices detected!");
     std::filesystem::remove_all(paths::kProcBusPci);

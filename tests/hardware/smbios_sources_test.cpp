@@ -100,6 +100,7 @@ TEST_F(SmbiosSources, SysfsNeedsBothFiles) {
     Remove(paths::kSmbiosTable);
     MakeDirectories(paths::kSmbiosTable);
     EXPECT_FALSE(CBiosTables::GetAnySMBiosFromSysfs(m_Header, m_Data));
+    EXPECT_FALSE(CDataStream::ReadFromFile(paths::kSmbiosTable, m_Data));
     ExpectUnchanged();
     EXPECT_TRUE(HasTraced(R"(
 CDataStream::ReadFromFile() : Could not read file : '/sys/firmware/dmi/tables/smbios_entry_point'
@@ -258,7 +259,7 @@ CSMBios (GetShadow) : ## ERROR! Could not map SMBIOS physical memory (LastError 
 }
 
 TEST_F(SmbiosSources, ShadowMemoryIsSearchedParagraphByParagraph) {
-    WriteShadow("_xxxxxxxx_SM_xxx" + EntryPoint21(kTableAddress, 40, 7), kTable, 0x1FFC0);
+    WriteShadow("_xxxxxxxx_SM_xx_" + EntryPoint21(kTableAddress, 40, 7), kTable, 0x1FFC0);
     CSMBios smbios;
     EXPECT_TRUE(smbios.getSmbiosDataFromBiosShadowMemory(m_Header, m_Data));
     EXPECT_EQ(m_Data.View().Text(), kTable);
@@ -270,6 +271,35 @@ CheckSmbiosHeader   :   DMI Version:    2.7 (BCD Rev: 27)
 CheckSmbiosHeader   :   struct address: 0x00004321, size 0x0028
 CSMBios (GetShadow) : SMBIOS structure address found; map this physical address (0x00004321 size 40)...
 )"));
+}
+
+TEST_F(SmbiosSources, TraceEachStepAtItsLevel) {
+    using Lines = std::vector<std::string>;
+    const auto connect = [] {
+        (void)Connect();
+    };
+    WriteShadow(EntryPoint21(kTableAddress, 40, 2), kTable);
+    EXPECT_EQ(LinesByLevel(connect),
+              (Lines{" 5:1", "0000 5:1", "01 5:1", "7 5:1", "7F 5:1", "BuildStructureList 4:4 6:1",
+                     "CBiosTables 1:1 3:1 4:2 5:1", "CDataStream 1:1 5:1", "CDeviceBios 3:2 4:2",
+                     "CDeviceBiosBase 4:2", "CSMBios 2:1 3:2 4:4", "CheckSmbiosHeader 2:1 3:5",
+                     "SMBiosTableFromMemory 2:2 3:2 4:4 5:6", "ScanForSignature 3:2"}));
+    WriteEfi("SMBIOS3", 0x123, EntryPoint30(kTableAddress, 40));
+    EXPECT_EQ(LinesByLevel(connect),
+              (Lines{" 5:1", "01 5:1", "7F 5:1", "BuildStructureList 4:4 6:1",
+                     "CBiosTables 2:1 3:1 4:1 5:2", "CDataStream 1:1 5:1", "CSMBios 4:4",
+                     "SMBiosTableFromMemory 3:4 4:1 5:3"}));
+    WriteEfi("SMBIOS3", 0x123, EntryPoint30(kTableAddress, 0));
+    EXPECT_EQ(LinesByLevel(connect),
+              (Lines{"BuildStructureList 1:1", "CBiosTables 1:1 3:1 4:2 5:1", "CDataStream 1:1 5:1",
+                     "CDeviceBios 4:1", "CDeviceBiosBase 4:2", "CSMBios 1:3 2:1 3:1 4:3",
+                     "SMBiosTableFromMemory 1:2 2:2 3:4 5:6"}));
+    WriteFile(paths::kSmbiosTable, smbios_bytes::Structure(11) + "\x0C\x10\x01\x00tail"s);
+    WriteFile(paths::kSmbiosEntryPoint, EntryPoint30(0, 0));
+    EXPECT_EQ(LinesByLevel([] { (void)CSMBios().Connect(); }),
+              (Lines{" 3:3", "## 3:1", std::string(116, '-') + " 3:2", "0B 5:1", "0C 5:1",
+                     "BuildStructureList 4:2", "CBiosTables 2:1 5:2", "CDataStream 3:2 5:2",
+                     "CSMBios 4:4"}));
 }
 
 }  // namespace

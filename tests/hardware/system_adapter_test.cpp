@@ -167,7 +167,8 @@ TEST_F(SystemAdapter, NamesComeFromTheIniFileThenPciIdsThenTheClass) {
     EXPECT_EQ(m_Adapters[0].m_Name.Source, PciNameSource::kClassName);
     EXPECT_EQ(m_Adapters[0].m_VendorName.Source, PciNameSource::kNone);
     WriteFile(paths::kPciIds,
-              "8086  Intel\x1b[31m\xff Corp\r\n\t1533  I210\tGigabit\n\t\t103c 00a1  Card\n"
+              "8086  Intel\x1b[31m\xff Corp\r\n\t2000  Too early\n\t1533  I210\tGigabit\n"
+              "\t\t103C 00A1  Card\n"
               "garbage\n\t2261  Of nobody\nC 0c  Serial bus controller\n\t04  Fibre Channel\n"
               "\t\t00  Plain\n8086  Second\n\t2261  Also of nobody\n");
     ASSERT_TRUE(Scan());

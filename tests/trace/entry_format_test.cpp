@@ -120,6 +120,7 @@ TEST(EntryFormatter, WritesWhatVsnprintfWrites) {
     ExpectAsVsnprintf("[%10s][%-10s][%.3s][%-6.2s][%.0s][%2s]", "right", "left", "cut it", "both",
                       "none", "long");
     ExpectAsVsnprintf("%c[%3c][%-3c] 100%% %p", 'a', 'b', 'c', reinterpret_cast<void*>(0x1234ABCD));
+    ExpectAsVsnprintf("%ls %5ls %lc", L"wide", L"as", wint_t{L'W'});
     ExpectAsVsnprintf("before %+d % d %#x %.3d %o %g", 1, 2, 3U, 4, 5U, 0.5);
     const char* volatile null = nullptr;  // which the compiler would warn of
     ExpectAsVsnprintf("null %s", null);

@@ -91,6 +91,16 @@ TEST_F(LogFile, WrapsToTheBeginningDuringStartUp) {
         "------ WRAP ----- Cycle=3, CntInitEnd=0, CurrentByteCnt=0 (MaxCnt=100)\n"));
 }
 
+TEST_F(LogFile, MayBeAsLargeAsItsLimit) {
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "130");
+    CDebug& debug = Start();
+    debug.PrintAlways(0, "%s", std::string(80, 'x').c_str());
+    EXPECT_EQ(ReadFile(kLogFile).size(), 130U);
+    EXPECT_EQ(ReadFile(kLogFile).find("WRAP"), std::string::npos);
+    debug.PrintAlways(0, "x");
+    EXPECT_TRUE(ReadFile(kLogFile).starts_with("------ WRAP ----- Cycle=1"));
+}
+
 TEST_F(LogFile, DropsWholeEntriesWhileTheFileSystemIsFull) {
     ASSERT_EQ(mount("tmpfs", "/var/log/quorvat", "tmpfs", 0, "size=64k"), 0);
     SetVariable("HX_LOG_FILE_MAX_SIZE", "1000000");
