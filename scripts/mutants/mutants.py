@@ -83,6 +83,8 @@ class Run:
         known = known_equivalents()
         self.again = [mutation for mutation, entry in self.counted() if entry["result"] == "survived"
                       and (mutation.file, text_of(mutation), short(mutation.new)) not in known]
+        # First those that not all tests have seen yet.
+        self.again.sort(key=lambda mutation: results.of[mutation.order].get("scope") == "all")
 
     def counted(self):
         """The first mutants of the draw that count, as many as the sample has."""
