@@ -52,6 +52,18 @@ std::vector<std::string> CTraceLogTest::TextsWith(std::string_view part) {
     return texts;
 }
 
+unsigned int CTraceLogTest::LevelOf(std::string_view part, const std::function<void()>& work) {
+    for (unsigned int level = 1; level <= kHighestLevel; ++level) {
+        StartAtLevel(level);
+        const std::size_t before = TextsWith(part).size();
+        work();
+        if (TextsWith(part).size() > before) {
+            return level;
+        }
+    }
+    return 0;
+}
+
 std::vector<std::string> CTraceLogTest::LinesByLevel(const std::function<void()>& work) {
     std::map<std::string, std::map<unsigned int, std::size_t>> upTo;  // by name and level
     for (unsigned int level = 1; level <= kHighestLevel; ++level) {

@@ -1,10 +1,13 @@
 // Mapping physical memory: what is mapped, what is refused, what is said.
 #include "hardware/device_bios.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 
 #include <gtest/gtest.h>
 
+#include "base/unique_fd.h"
 #include "tests/hardware/firmware_fixture.h"
 
 namespace {
@@ -13,6 +16,7 @@ class DeviceBios : public CFirmwareTest {};
 
 TEST_F(DeviceBios, MapsAnyByteForReadingOrWriting) {
     WriteMemory(0x4000, 0x1FFF, "ab");
+    const int unused = CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get();
     CDeviceBios bios;
     EXPECT_TRUE(bios.Connect());
     unsigned char* bytes = bios.MapPhysicalMemory(0x12, 0x1FFF, 2, true);
@@ -25,6 +29,7 @@ TEST_F(DeviceBios, MapsAnyByteForReadingOrWriting) {
     EXPECT_EQ(bytes[0], 'B');
     EXPECT_TRUE(bios.Disconnect());
     EXPECT_FALSE(bios.IsConnected());
+    EXPECT_EQ(CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get(), unused) << "all are closed";
     EXPECT_TRUE(HasTraced(R"(
 CDeviceBios (Map) : Mapping physical memory 0x1200001FFF len 0x00002 to the user process (read-write)
 CDeviceBios (Map) : Mapping physical memory 0x000002000 len 0x02000 to the user process (read-only)

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <stdexcept>
 #include <thread>
 
@@ -160,6 +161,9 @@ TEST_F(CDeviceScanTest, FindsAFunctionByItsIds) {
             m_Scan.GetPciSlotData(function, row.Device, row.Vendor, row.SubDevice, row.SubVendor);
         EXPECT_EQ(isFound ? function.m_Address.m_Bus : -1, row.Bus);
     }
+    std::filesystem::remove_all(std::string(paths::kProcBusPci) + "/05");
+    EXPECT_EQ(Scan(CSystemDeviceScan::kScanAll), 0);
+    EXPECT_EQ(m_Scan.GetNumberPciBusses(), 1);
     CPciSlotData any;
     EXPECT_TRUE(m_Scan.GetPciSlotData(any, CPciAddress()));  // the invalid address meets any
     EXPECT_FALSE(m_Scan.GetPciSlotData(any, CPciAddress(0, 9, 0, 0)));
@@ -208,6 +212,30 @@ TEST_F(CDeviceScanTest, TracesEachStepAtItsLevel) {
           std::string(paths::kProcBusPci) + "/04"}) {
         Remove(path);
     }
+}
+
+TEST_F(CDeviceScanTest, TracesWhatGoesWrongAtItsLevel) {
+    const auto watch = [this] {
+        EXPECT_EQ(Scan(CSystemDeviceScan::kAllowUpdateThread, true), 0);
+        EXPECT_TRUE(m_Scan.StopUpdateThread(2500));
+    };
+    EXPECT_EQ(LevelOf("Update thread did exit!", watch), 3U);
+    LockOut();
+    expiringSeconds = 90;
+    EXPECT_EQ(LevelOf("Access timeout!", [this] { (void)m_Scan.GetAdapterCount(); }), 1U);
+    EXPECT_EQ(LevelOf("Pending calls not terminated",
+                      [this] {
+                          m_Scan.Terminate(0);
+                          LockOut();
+                      }),
+              1U);
+    std::filesystem::remove_all(paths::kProcBusPci);
+    EXPECT_EQ(LevelOf("scandir for directory",
+                      [] {
+                          CPciConfigList list;
+                          (void)CPciConfigList::ScanPciSlots(list, false);
+                      }),
+              1U);
 }
 
 // Who has the access keeps everyone else out: a scan until its time-out, getters for 90 seconds.

@@ -193,7 +193,7 @@ CRegistry::SaveTree MPRegistryTemp[/etc/quorvat/registry.new] 	 MPRegistry[/etc/
     const std::string good = MachineTree("v=s=good\n");
     WriteFile(kFile, good);
     InFreshProcess([&] {
-        StartGlobal(2);
+        StartGlobal(1);
         { const CRegistry registry; }
         SetMachineValue("big", std::string(200'000, 'x').c_str());
         EXPECT_EQ(

@@ -45,6 +45,7 @@ TEST_F(RingBuffer, StartsWithHeaderGapAndFirstEntryOnAKilobyteBoundary) {
     const std::size_t begin = ring.rfind('\n', ring.find("### Begin of RingBuffer. ###\n")) + 1;
     EXPECT_EQ(begin, (headerEnd + 2048) / 1024 * 1024);
     EXPECT_EQ(ring.substr(begin - 2, 2), "_\n");
+    EXPECT_LT(ring.find("No Header to LogFile       : 1\n"), headerEnd) << "nothing is set";
     const auto lines = Lines(ring.substr(begin));
     EXPECT_EQ(lines[1].substr(49), "### Start of initialization. ###");
     EXPECT_EQ(lines[2] + "\n", kEndMarker);
