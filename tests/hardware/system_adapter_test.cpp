@@ -166,15 +166,16 @@ TEST_F(SystemAdapter, NamesComeFromTheIniFileThenPciIdsThenTheClass) {
     EXPECT_EQ(m_Adapters[0].m_Name.Text, "Ethernet controller");
     EXPECT_EQ(m_Adapters[0].m_Name.Source, PciNameSource::kClassName);
     EXPECT_EQ(m_Adapters[0].m_VendorName.Source, PciNameSource::kNone);
-    WriteFile(paths::kPciIds,
-              "8086  Intel\x1b[31m\xff Corp\r\n\t2000  Too early\n\t1533  I210\tGigabit\n"
-              "\t\t103C 00A1  Card\n"
-              "garbage\n\t2261  Of nobody\nC 0c  Serial bus controller\n\t04  Fibre Channel\n"
-              "\t\t00  Plain\n8086  Second\n\t2261  Also of nobody\n");
+    WriteFile(
+        paths::kPciIds,
+        "\n8086  Intel of 9\tand\x1b[31m\xff Corp\r\n\t2000  Too early\n\t1533  I210\tGigabit\n"
+        "\t\t103C 00A1  Card\n"
+        "garbage\n\t2261  Of nobody\nC 0c  Serial bus controller\n\t04  Fibre Channel\n"
+        "\t\t00  Plain\n8086  Second\n\t2261  Also of nobody\n");
     ASSERT_TRUE(Scan());
     EXPECT_EQ(m_Adapters[0].m_Name.Text, "I210 Gigabit");
     EXPECT_EQ(m_Adapters[0].m_Name.Source, PciNameSource::kPciIds);
-    EXPECT_EQ(m_Adapters[0].m_VendorName.Text, "Intel [31m\xff Corp");
+    EXPECT_EQ(m_Adapters[0].m_VendorName.Text, "Intel of 9 and [31m\xff Corp");
     EXPECT_EQ(m_Adapters[0].m_SubsystemName.Text, "Card");
     EXPECT_EQ(m_Adapters[1].m_Name.Text, "Fibre Channel");
     EXPECT_EQ(m_Adapters[1].m_InterfaceName.Text, "Plain");
