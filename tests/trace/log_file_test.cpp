@@ -1,6 +1,8 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -36,20 +38,24 @@ TEST_F(LogFile, HoldsOneHeaderAndOneClosingNewlinePerEntry) {
     EXPECT_EQ(Lines(ReadFile(kLogFile))[4], "lines");
 }
 
-// " [thread]     4312 KB !zentd": what the process has at that moment.
+// " [thread]     4312 KB !zentd": what the process has at that moment, in a child its own.
 TEST_F(LogFile, MemoryColumnFollowsTheProcess) {
     Configure("[zentd]\nMemoryTracesFlag=1\n");
     CDebug& debug = Start();
     debug.PrintAlways("before");
-    {
+    const pid_t child = fork();
+    if (child == 0) {
         constexpr std::size_t kBytes = 64U << 20U;
         void* const block = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE,
                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-        ASSERT_NE(block, MAP_FAILED);
         debug.PrintAlways("with it");
         munmap(block, kBytes);
+        debug.PrintAlways("after");
+        _exit(block == MAP_FAILED ? 1 : 0);
     }
-    debug.PrintAlways("after");
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
     std::vector<long> kilobytes;
     for (const std::string& line : Lines(ReadFile(kLogFile))) {
         kilobytes.push_back(std::strtol(line.substr(line.find(']') + 1).c_str(), nullptr, 10));
