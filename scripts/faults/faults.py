@@ -28,7 +28,7 @@ FOLDER = Path(__file__).resolve().parent
 PER_KIND = 24  # calls of one kind that are tried in a group that makes more of them
 ALLOCATIONS = 120
 KILLS = 300
-QUICK = {"per_kind": 1, "allocations": 3, "kills": 4}
+QUICK = {"per_kind": 2, "allocations": 3, "kills": 4}
 
 
 def tools_of(build):

@@ -1,6 +1,7 @@
 // The daemon's talk with the hardware-access driver, byte by byte, and what it tells of the answer.
 #include <cstring>
 
+#include "base/paths.h"
 #include "tests/end_to_end/daemon_fixture.h"
 #include "tests/support/files.h"
 
@@ -94,6 +95,15 @@ TEST_F(CDriverTest, TellsEveryFieldOfTheAnswer) {
         position = found == std::string::npos ? position : found + line.size();
     }
     EXPECT_EQ(ReadFile(kLogFile).find("smbus"), std::string::npos) << "neither dump nor warning";
+}
+
+TEST_F(CDriverTest, TellsNoFieldBelowLevelTwo) {
+    WriteFile(std::string(paths::kTraceConfigDirectory) + "/zentd.ini",
+              "[zentd]\nFileDebugLevel=1\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\n"
+              "[EndOfFile]\n");
+    RunDaemon("0x00041403");
+    EXPECT_EQ(ReadFile(kInitRing).find("Version     "), std::string::npos);
+    EXPECT_EQ(ReadFile(kInitRing).find("smbus_"), std::string::npos);
 }
 
 TEST_F(CDriverTest, WarnsOfANewerDriver) {

@@ -195,6 +195,7 @@ TEST_F(Drives, AreReadWithTheirReasons) {
                   "sdb sg2 SSD sas 4096 ASKED1 / the drive refuses the question 0000:03:00.0",
                   "sr0 sg1 optical sata 0 the kernel does not give it, and the drive sleeps "
                   "/ the kernel does not give it, and the drive sleeps 0000:00:1f.2"}));
+    EXPECT_EQ(TextsWith("CSystemDrive        : drive sda found, disk").size(), 1U);
     EXPECT_EQ(drives[0].m_OtherHostAddresses, (std::vector<CPciAddress>{{0, 2, 0, 1}}));
     EXPECT_EQ(drives[3].m_Size.Reason(), "no medium");
     EXPECT_EQ(questions, 2);

@@ -90,6 +90,16 @@ CSMBios::setSmbiosRevisionFromHeader() : Error # Invalid SMBios version! (no anc
 )"));
 }
 
+TEST_F(SmbiosSources, KeepNothingOfAnEarlierConnection) {
+    WriteFile(paths::kSmbiosTable, kTable);
+    WriteFile(paths::kSmbiosEntryPoint, EntryPoint30(0, 0));
+    CSMBios smbios;
+    EXPECT_TRUE(smbios.Connect());
+    Remove(paths::kSmbiosTable);
+    EXPECT_FALSE(smbios.Connect());
+    EXPECT_TRUE(smbios.GetData().IsEmpty());
+}
+
 TEST_F(SmbiosSources, SysfsNeedsBothFiles) {
     EXPECT_FALSE(CBiosTables::GetAnySMBiosFromSysfs(m_Header, m_Data));
     for (const auto& [entryPoint, table] : {std::pair{""s, kTable}, {EntryPoint30(0, 0), ""s}}) {

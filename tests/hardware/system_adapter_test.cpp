@@ -141,6 +141,9 @@ TEST_F(SystemAdapter, RecordHoldsWhatCanBeReadAndNothingElse) {
 
 TEST_F(SystemAdapter, IsFoundByDeviceIdIgnoringCase) {
     AddNetworkAttributes();
+    const std::string behindTheList = "/sys/devices/pci0000:7f/0000:7f:00.0";
+    Link(behindTheList, behindTheList + "/net/late0/device");
+    Link(behindTheList + "/net/late0", "/sys/class/net/late0");
     EXPECT_FALSE(m_Adapters.FindAdapter(m_Found, "eth0"));
     ASSERT_TRUE(Scan(true));
     EXPECT_EQ(DeviceIds().back(), "LO");
@@ -158,6 +161,8 @@ TEST_F(SystemAdapter, IsFoundByDeviceIdIgnoringCase) {
             "CSystemAdapterList  : Found adapter with device ID \"eth0\": " + m_Found.m_Name.Text,
             "CSystemAdapterList  : No adapter found for device ID \"\"!",
             "CSystemAdapterList  : No adapter found for device ID \"\"!"}));
+    EXPECT_TRUE(m_Adapters.FindAdapter(m_Found, "late0"));
+    EXPECT_EQ(m_Found.m_Address, CPciAddress(0, 0x7F, 0, 0));
 }
 
 // One test, because the names of pci.ids are read once in the process.

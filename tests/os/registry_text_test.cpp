@@ -95,6 +95,7 @@ TEST(RegistryNode, StaysSafeWhenItsKeyIsDeleted) {
     EXPECT_EQ(b->Count(), 0);
     CRegistryData number = CRegistryData::MakeNumber(1);
     EXPECT_EQ(b->Store("v", number), CRegistryNode::Outcome::Dead);
+    EXPECT_EQ(b->Remove("v", number), CRegistryNode::Outcome::Dead);
     bool isNew = false;
     EXPECT_FALSE(b->FindOrAddSubkey("C", isNew));
     EXPECT_FALSE(root.FindSubkey("A"));

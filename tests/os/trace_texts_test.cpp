@@ -69,6 +69,8 @@ TEST_F(TraceTexts, OfAThread) {
     gate.Set();
     ASSERT_TRUE(thread.Start(function, &gate, 0, false, 0, 0, true));
     EXPECT_TRUE(thread.WaitForTermination(kWaitInfinite));
+    ASSERT_TRUE(thread.Start(function, &gate, 0, false, 0, 0, true));
+    EXPECT_TRUE(thread.Kill(0));
     EXPECT_FALSE(thread.Start(function, &gate, 1000, false, 0, 0, true));
     EXPECT_EQ(Traced(), R"(CThread::Kill: Try to kill the Thread = 0x00000000
 CThread::Kill: Thread = 0x000000000 doesn't exist !
@@ -79,6 +81,9 @@ CThread::Kill: Try to kill a non-joinable Thread = @
 CThread::Kill: Killing a non-joinable thread @
 CThread::Kill: a non-joinable thread @ cancel invoked
 CThread::WaitForTermination: a joinable Thread = @ has terminated, pstat=(nil)
+CThread::Kill: Try to kill the Thread = @
+CThread::Kill: Try to join a joinable Thread = @
+CThread::Kill: a joinable Thread = @ has terminated, pstat=(nil)
 pthread_attr_setschedparam failed: error=22 priority=1000
 )");
 }
