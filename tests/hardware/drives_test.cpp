@@ -1,7 +1,9 @@
 // Drives, partitions and volumes of a machine that stands as files at the real paths.
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/sysmacros.h>
 
 #include <atomic>
 #include <cerrno>
@@ -310,6 +312,12 @@ TEST_F(Drives, VolumesLieOnDrives) {
                   "CSystemVolume       : system volume auto found, type autofs / 4",
                   "CSystemVolume       : system volume srv:/x found, type nfs / 2",
                   "CSystemVolume       : 5 system volumes found"}));
+    struct stat status {};
+    ASSERT_EQ(stat("/", &status), 0);
+    Link("/sys/dev/block/" + std::to_string(major(status.st_dev)) + ":" +
+             std::to_string(minor(status.st_dev)),
+         "../../block/sda");
+    EXPECT_EQ(Volumes("/dev/root / ext4 rw 0 0\n").at(0).m_Device, "sda") << "the kernel's name";
 }
 
 TEST_F(Drives, UsageIsNeverMoreThanTheVolume) {
