@@ -53,6 +53,10 @@ TEST_F(RegistryHandle, OpensAndCreatesByPath) {
         EXPECT_EQ(TreeText(), WholeTree("[A]\n[B]\n[C]\nvalue=d=1\n[D/E]\n[value]\ninner=d=2\n"
                                         "\n\n\n\n\n"));
     });
+    InFreshProcess([] {
+        CRegistryNode* root = nullptr;
+        EXPECT_EQ(CRegistry("HKEY_LOCAL_MACHINE/A", root, -1).Result(), 0) << "reads the tree";
+    });
 }
 
 TEST_F(RegistryHandle, WithoutAKeyEveryOperationFails) {
