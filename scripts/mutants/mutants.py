@@ -120,7 +120,10 @@ class Run:
             entry = {"order": mutation.order, "file": mutation.file, "line": mutation.line, "kind": mutation.kind,
                      "old": mutation.old, "new": mutation.new, "result": result, "test": test, "how": how,
                      "scope": "own" if self.options.own else "all", "seconds": seconds}
-            self.results.add(entry)
+            before = self.results.of.get(mutation.order, {})
+            if (result, entry["scope"], before.get("result"), before.get("scope")) != (
+                    "survived", "own", "survived", "all"):  # what all tests have let pass stays so
+                self.results.add(entry)
             with self.lock:
                 self.taken.discard(mutation.order)
             print(f"{result:12} {mutation.file}:{mutation.line}: {mutation.kind} {short(mutation.old)} -> "

@@ -127,8 +127,10 @@ TEST_F(PciScan, SaysWhatIsWrongWithAnIrqRoutingTable) {
     };
     for (const auto& row : rows) {
         WriteMemory(0x100000, 0xF1230, row.Table);
-        EXPECT_TRUE(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().empty());
-        EXPECT_EQ(TextsWith("GetRoutingTable   : ## ERROR! " + row.Text).size(), 1U) << row.Text;
+        const auto read = [] {
+            EXPECT_TRUE(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().empty());
+        };
+        EXPECT_EQ(LevelOf("GetRoutingTable   : ## ERROR! " + row.Text, read), 1U) << row.Text;
     }
     WriteMemory(0x100000, 0xF1230, table);
     EXPECT_EQ(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().size(), 1U);
