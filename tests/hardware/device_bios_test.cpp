@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,12 @@ class DeviceBios : public CFirmwareTest {};
 
 TEST_F(DeviceBios, MapsAnyByteForReadingOrWriting) {
     WriteMemory(0x4000, 0x1FFF, "ab");
-    const int unused = CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get();
+    const auto lowestTwo = [] {
+        const CUniqueFd one(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        const CUniqueFd two(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        return std::pair(one.Get(), two.Get());
+    };
+    const auto unused = lowestTwo();
     CDeviceBios bios;
     EXPECT_TRUE(bios.Connect());
     unsigned char* bytes = bios.MapPhysicalMemory(0x12, 0x1FFF, 2, true);
@@ -29,7 +35,7 @@ TEST_F(DeviceBios, MapsAnyByteForReadingOrWriting) {
     EXPECT_EQ(bytes[0], 'B');
     EXPECT_TRUE(bios.Disconnect());
     EXPECT_FALSE(bios.IsConnected());
-    EXPECT_EQ(CUniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)).Get(), unused) << "all are closed";
+    EXPECT_EQ(lowestTwo(), unused) << "all are closed";
     EXPECT_TRUE(HasTraced(R"(
 CDeviceBios (Map) : Mapping physical memory 0x1200001FFF len 0x00002 to the user process (read-write)
 CDeviceBios (Map) : Mapping physical memory 0x000002000 len 0x02000 to the user process (read-only)
