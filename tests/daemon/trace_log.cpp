@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kHeaderLength = 49;  // time, thread and a name of at most 13 characters
-constexpr unsigned int kHighestLevel = 6;
+constexpr int kHighestLevel = 6;
 
 }  // namespace
 
@@ -24,7 +24,7 @@ void CTraceLogTest::SetUp() {
     StartAtLevel(kHighestLevel);
 }
 
-void CTraceLogTest::StartAtLevel(unsigned int level) {
+void CTraceLogTest::StartAtLevel(int level) {
     WriteFile(std::string(paths::kTraceConfigDirectory) + "/zentd.ini",
               "[zentd]\nFileDebugLevel=" + std::to_string(level) +
                   "\nRingBufferSizeFactor=1\nRingBufferSizeWeight=1\nMemoryTracesFlag=0\n"
@@ -52,8 +52,8 @@ std::vector<std::string> CTraceLogTest::TextsWith(std::string_view part) {
     return texts;
 }
 
-unsigned int CTraceLogTest::LevelOf(std::string_view part, const std::function<void()>& work) {
-    for (unsigned int level = 1; level <= kHighestLevel; ++level) {
+int CTraceLogTest::LevelOf(std::string_view part, const std::function<void()>& work) {
+    for (int level = 0; level <= kHighestLevel; ++level) {
         StartAtLevel(level);
         const std::size_t before = TextsWith(part).size();
         work();
@@ -61,12 +61,12 @@ unsigned int CTraceLogTest::LevelOf(std::string_view part, const std::function<v
             return level;
         }
     }
-    return 0;
+    return -1;
 }
 
 std::vector<std::string> CTraceLogTest::LinesByLevel(const std::function<void()>& work) {
-    std::map<std::string, std::map<unsigned int, std::size_t>> upTo;  // by name and level
-    for (unsigned int level = 1; level <= kHighestLevel; ++level) {
+    std::map<std::string, std::map<int, std::size_t>> upTo;  // by name and level
+    for (int level = 0; level <= kHighestLevel; ++level) {
         StartAtLevel(level);
         const std::size_t before = Texts().size();
         work();
@@ -81,7 +81,7 @@ std::vector<std::string> CTraceLogTest::LinesByLevel(const std::function<void()>
     std::vector<std::string> lines;
     for (auto& [name, counts] : upTo) {
         std::string line = name;
-        for (unsigned int level = 1; level <= kHighestLevel; ++level) {
+        for (int level = 0; level <= kHighestLevel; ++level) {
             const std::size_t own = counts[level] - counts[level - 1];
             line += own != 0 ? ' ' + std::to_string(level) + ':' + std::to_string(own) : "";
         }

@@ -21,9 +21,9 @@ protected:
     // How many entries `work`, done once at each level, adds at which level: "CSMBios 1:2 4:9" for
     // those whose texts begin with that name. An entry that is lost, or at another level, shows.
     static std::vector<std::string> LinesByLevel(const std::function<void()>& work);
-    // The first level at which `work` writes an entry with `part`; 0 when it never does.
-    static unsigned int LevelOf(std::string_view part, const std::function<void()>& work);
+    // The first level at which `work` writes an entry with `part`; -1 when it never does.
+    static int LevelOf(std::string_view part, const std::function<void()>& work);
 
 private:
-    static void StartAtLevel(unsigned int level);
+    static void StartAtLevel(int level);
 };

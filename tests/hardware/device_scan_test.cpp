@@ -219,23 +219,23 @@ TEST_F(CDeviceScanTest, TracesWhatGoesWrongAtItsLevel) {
         EXPECT_EQ(Scan(CSystemDeviceScan::kAllowUpdateThread, true), 0);
         EXPECT_TRUE(m_Scan.StopUpdateThread(2500));
     };
-    EXPECT_EQ(LevelOf("Update thread did exit!", watch), 3U);
+    EXPECT_EQ(LevelOf("Update thread did exit!", watch), 3);
     LockOut();
     expiringSeconds = 90;
-    EXPECT_EQ(LevelOf("Access timeout!", [this] { (void)m_Scan.GetAdapterCount(); }), 1U);
+    EXPECT_EQ(LevelOf("Access timeout!", [this] { (void)m_Scan.GetAdapterCount(); }), 1);
     EXPECT_EQ(LevelOf("Pending calls not terminated",
                       [this] {
                           m_Scan.Terminate(0);
                           LockOut();
                       }),
-              1U);
+              1);
     std::filesystem::remove_all(paths::kProcBusPci);
     EXPECT_EQ(LevelOf("scandir for directory",
                       [] {
                           CPciConfigList list;
                           (void)CPciConfigList::ScanPciSlots(list, false);
                       }),
-              1U);
+              1);
 }
 
 // Who has the access keeps everyone else out: a scan until its time-out, getters for 90 seconds.

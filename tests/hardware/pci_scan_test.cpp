@@ -130,7 +130,7 @@ TEST_F(PciScan, SaysWhatIsWrongWithAnIrqRoutingTable) {
         const auto read = [] {
             EXPECT_TRUE(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().empty());
         };
-        EXPECT_EQ(LevelOf("GetRoutingTable   : ## ERROR! " + row.Text, read), 1U) << row.Text;
+        EXPECT_EQ(LevelOf("GetRoutingTable   : ## ERROR! " + row.Text, read), 1) << row.Text;
     }
     WriteMemory(0x100000, 0xF1230, table);
     EXPECT_EQ(CPciSlotMap().GetSlotMappingFromIrqRoutingTable().size(), 1U);

@@ -6,6 +6,7 @@
 
 #include "os/event.h"
 #include "os/ini_file.h"
+#include "os/process.h"
 #include "os/profile_string.h"
 #include "os/registry.h"
 #include "os/thread.h"
@@ -86,6 +87,18 @@ CThread::Kill: Try to join a joinable Thread = @
 CThread::Kill: a joinable Thread = @ has terminated, pstat=(nil)
 pthread_attr_setschedparam failed: error=22 priority=1000
 )");
+}
+
+TEST_F(TraceTexts, OfAProcessThatIsNotStarted) {
+    for (const unsigned int level : {0U, 1U}) {
+        StartGlobal(level);
+        unsigned int pid = 0;
+        unsigned int exitCode = 0;
+        EXPECT_FALSE(CProcess::ExecuteCmd("true", pid, exitCode, "/none", false, false));
+        EXPECT_EQ(Traced(), level == 0 ? ""
+                                       : "PROCESS             : cannot change to directory "
+                                         "\"/none\"\n");
+    }
 }
 
 TEST_F(TraceTexts, OfProfileFiles) {
