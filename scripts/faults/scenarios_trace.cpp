@@ -5,6 +5,7 @@
 #include <string>
 
 #include "scripts/faults/scenario.h"
+#include "scripts/faults/window.h"
 #include "trace/debug.h"
 
 namespace {
@@ -88,6 +89,8 @@ void RunLogFile() {
         for (int i = 1; i <= 70; ++i) {
             debug.PrintAlways("entry %05d %01000d", i, 0);
         }
+        CloseFaultWindow();
+        debug.PrintAlways("entry %05d %01000d", 71, 0);  // behind what the last fault left
     });
     const std::string log = ContentOf(kLog);
     DemandWholeLines(log);
