@@ -31,13 +31,20 @@ std::size_t EndOfChange(const std::string& before, const std::string& text) {
     return end;
 }
 
+// Whether the entry's last page may still have what was there before: a write goes page by page.
+bool MayBeHalf(std::uint64_t begin, std::uint64_t end, std::uint64_t changed) {
+    constexpr std::uint64_t kPage = 4096;
+    const std::uint64_t lastPage = (end - 1) / kPage * kPage;
+    return lastPage > begin && changed <= lastPage;
+}
+
 }  // namespace
 
 bool CLogFollower::HasChanged() {
     const struct stat before = m_Status;
     m_Status = m_Bytes.Status();
     return m_Status.st_size != before.st_size || m_Status.st_mtim.tv_sec != before.st_mtim.tv_sec ||
-           m_Status.st_mtim.tv_nsec != before.st_mtim.tv_nsec || m_HeldBack != 0 ||
+           m_Status.st_mtim.tv_nsec != before.st_mtim.tv_nsec || m_Held.Begin != 0 ||
            m_Restless != 0 || IsRecent(m_Status.st_mtim);
 }
 
@@ -84,11 +91,10 @@ bool CLogFollower::ReadWhole(std::string& text) {
     return m_MayBeTorn;
 }
 
-// Gives the newest entry of a file that has wrapped its end. When what was there before it is not
-// known, it waits for one look; then only its first line is sure.
+// Gives the newest entry of a file that has wrapped its end, or leaves it for a later look.
 void CLogFollower::EndNewest(const LogLayout& layout, const std::string& text,
                              std::vector<Region>& regions) {
-    const std::uint64_t heldBack = std::exchange(m_HeldBack, 0);
+    const Held held = std::exchange(m_Held, {});
     const std::uint32_t cycle = layout.Wrap ? layout.Wrap->Cycle : 0;
     const bool isSameRound =
         !m_Before.empty() && m_Before.size() <= text.size() && cycle == m_CycleBefore;
@@ -105,14 +111,33 @@ void CLogFollower::EndNewest(const LogLayout& layout, const std::string& text,
     if (begin == 0 || IsLast(std::string_view(text).substr(begin), begin)) {
         return;
     }
-    if (changed > begin && !m_MayBeTorn) {
-        newest.End = std::min(NextLine(text, changed - 1), text.size());
-        newest.IsOneLine = false;
-    } else if (heldBack == begin && !m_MayBeTorn) {
-        newest.IsOneLine = true;
-    } else {
-        m_HeldBack = begin;
+    const bool isSameEntry = held.Begin == begin;
+    if (isSameEntry && changed <= begin) {
+        m_Held = held;  // nothing came to it since then
+    }
+    EndOrHold(begin, changed > begin ? changed : m_Held.Changed, text, newest);
+}
+
+// `changed`: behind the last byte that the entry at `begin` changed, 0 when that is not known. Then
+// it waits for one look, and only its first line is sure.
+void CLogFollower::EndOrHold(std::uint64_t begin, std::uint64_t changed, const std::string& text,
+                             Region& newest) {
+    constexpr std::chrono::seconds kSettled(1);
+    const auto now = std::chrono::steady_clock::now();
+    const bool isOld = m_Held.Begin == begin;
+    const Held held{begin, changed, isOld ? m_Held.Since : now};
+    const std::uint64_t end = NextLine(text, changed != 0 ? changed - 1 : begin);
+    const bool isSettled = now - held.Since >= kSettled || !MayBeHalf(begin, end, changed);
+    const bool isKnown = changed != 0 || isOld;
+    m_Held = {};
+    if (m_MayBeTorn || !isKnown || !isSettled) {
+        m_Held = held;
         newest.End = begin;
+    } else if (changed != 0) {
+        newest.End = std::min<std::uint64_t>(end, text.size());
+        newest.IsOneLine = false;
+    } else {
+        newest.IsOneLine = true;
     }
 }
 

@@ -1,4 +1,7 @@
 // A ring that is written at full speed, and followers that keep up or do not.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -91,8 +94,12 @@ void FollowLogUntil(const std::string& path, const std::atomic<bool>& isOver,
     ASSERT_EQ(file.Open(path), 0);
     CLogFollower follower(file);
     seen.TextMax = trace::kMessageSize;
-    for (int idle = 0; idle < 3;) {
-        const bool wasOver = isOver;
+    const auto now = [] {
+        return std::chrono::steady_clock::now();
+    };
+    auto last = now();  // entry that came; one may be held back for a second
+    for (bool wasOver = false; !wasOver || now() - last < std::chrono::milliseconds(1500);) {
+        wasOver = isOver;
         std::vector<std::string> entries;
         const auto result =
             follower.Look([&](const Entry& entry) { entries.emplace_back(entry.Bytes); });
@@ -103,8 +110,8 @@ void FollowLogUntil(const std::string& path, const std::atomic<bool>& isOver,
             const auto header = trace_reader::ParseEntryHeader(bytes);
             ASSERT_TRUE(header);
             seen.Check({.Bytes = bytes, .Header = *header});
+            last = now();
         }
-        idle = wasOver && result == CLogFollower::Result::kNothing ? idle + 1 : 0;
         std::this_thread::sleep_for(pause);
     }
 }
@@ -136,6 +143,46 @@ TEST_F(Follow, ShowsNoTornEntryOfALogFileThatWraps) {
     EXPECT_NE(slow.Overtaken, 0U);
     EXPECT_LE(fast.Cut, 3U);  // where the file's limit is in an entry of several lines
     EXPECT_LE(slow.Cut, 3U + slow.Overtaken);
+}
+
+// A writer that was interrupted between two pages.
+TEST_F(Follow, HoldsBackALogEntryWhoseLaterPageIsMissing) {
+    ConfigureRing(1);
+    SetVariable("HX_LOG_FILE_MAX_SIZE", "20000");
+    CDebug& debug = Start();
+    debug.SetApplInitDone();
+    constexpr unsigned long kEntries = 201;
+    for (unsigned long number = 1; number <= kEntries; ++number) {
+        debug.PrintAlways("%s", NumberedText(number).c_str());
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));  // another time
+    }
+    CTraceFileBytes file;
+    ASSERT_EQ(file.Open(kLogFile), 0);
+    CLogFollower follower(file);
+    std::string newest;
+    const auto look = [&] {
+        newest.clear();
+        (void)follower.Look([&](const Entry& entry) { newest = entry.Bytes; });
+        return newest;
+    };
+    look();
+    look();
+    const std::string log = ReadFile(kLogFile);
+    const std::size_t end = log.find("=201\n") + 5;
+    const std::size_t begin = log.rfind('\n', end - 2) + 1;
+    const std::size_t toPage = 4096 - end % 4096;
+    const std::string entry = log.substr(begin, 49) + std::string(toPage, 'x') + "=202\n";
+    const int writer = open(kLogFile, O_WRONLY | O_CLOEXEC);
+    const auto write = [&](std::size_t from, std::size_t to) {
+        const auto place = static_cast<off_t>(end + from);
+        const auto length = static_cast<ssize_t>(to - from);
+        EXPECT_EQ(pwrite(writer, entry.data() + from, to - from, place), length);
+    };
+    write(0, toPage);
+    EXPECT_EQ(look() + look(), "");
+    write(toPage, entry.size());
+    EXPECT_EQ(look(), entry);
+    close(writer);
 }
 
 }  // namespace
